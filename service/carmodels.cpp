@@ -1,0 +1,38 @@
+// Car-model classes: membership of the current car model id in an enumeration of SimpleService.
+
+#include "log.h"
+#include "simpleservice.h"
+
+#include <canbusmanager.h>
+
+#include <QMetaEnum>
+
+namespace canservice {
+
+// Looked up on each call, so that a change of the car model takes effect at once. The key's name is asked for
+// only where it is logged.
+bool SimpleService::isCarModelListed(const char* enumeration, const char* label)
+{
+    const QMetaEnum models = staticMetaObject.enumerator(staticMetaObject.indexOfEnumerator(enumeration));
+    const int id = CanBusManager::instance()->getCarModelId();
+    CAN_DEBUG << models.keyCount();
+    for (int i = 0; i < models.keyCount(); ++i) {
+        if (models.value(i) == id) {
+            CAN_DEBUG << label << QString::fromLatin1(models.valueToKey(id)) << " = " << id;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SimpleService::isLandscapeAc()
+{
+    return !isCarModelListed("KelmoToyotaVerticalCarModle", "VVVV -->>");
+}
+
+bool SimpleService::onNotSuppHeatingCoolDisp()
+{
+    return !isCarModelListed("KelmoToyotaHeatingCoolingCarModle", "HHHHCCC -->>");
+}
+
+} // namespace canservice

@@ -1,0 +1,106 @@
+// Fuel consumption: the instantaneous value and five history values become display texts. Both frames begin
+// with the unit code, which also updates the unit record.
+
+#include "log.h"
+#include "payload.h"
+#include "simpleservice.h"
+
+#include <translator.h>
+
+#include <algorithm>
+
+namespace canservice {
+
+namespace {
+
+constexpr int FuelUnitItem = 0; // of UnitData
+constexpr int HistoryValues = 5;
+
+struct FuelUnit
+{
+    int code;    ///< byte 0 of the frame
+    int level;   ///< index of the value in UnitData::curLevels
+    int textId;  ///< host text
+    float limit; ///< highest instantaneous consumption that is shown
+};
+
+constexpr float Unlimited = 6553.5F; // the largest number of tenths that two bytes hold
+
+constexpr FuelUnit fuelUnits[] = {
+    {0x00, 0, 1141, 60.0F},     {0x01, 1, 1142, 30.0F},     {0x02, 2, 1143, 30.0F},
+    {0x10, 3, 1278, Unlimited}, {0x11, 4, 1279, Unlimited}, {0x12, 5, 1280, Unlimited},
+    {0x13, 6, 1281, Unlimited},
+};
+
+/// The unit that @p payload names, or null for an unknown code and for an empty payload.
+const FuelUnit* findUnit(const QByteArray& payload)
+{
+    if (payload.isEmpty())
+        return nullptr;
+    const int code = byteAt(payload, 0);
+    const auto* const end = std::end(fuelUnits);
+    const auto* const unit =
+        std::find_if(std::begin(fuelUnits), end, [code](const FuelUnit& u) { return u.code == code; });
+    return unit == end ? nullptr : unit;
+}
+
+} // namespace
+
+// The record changes when the text does: a new code with the same text changes nothing.
+void SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitText)
+{
+    const FuelUnit* const unit = findUnit(payload);
+    const int level = unit ? unit->level : 0;
+    if (unit)
+        unitText = Translator::translate(unit->textId);
+    if (unitText == m_unitData.curTexts.at(FuelUnitItem))
+        return;
+    CAN_DEBUG << level;
+    m_unitData.curLevels[FuelUnitItem] = level;
+    m_unitData.curTexts[FuelUnitItem] = unitText;
+    emit unitDataChanged();
+}
+
+void SimpleService::doInsFuelInfo(int, QByteArray& payload)
+{
+    applyFuelUnitCode(payload, m_insFuelUnitText);
+    if (payload.size() < 3)
+        return;
+    const int raw = wordAt(payload, 1);
+    float value = tenths(raw);
+    CAN_DEBUG << value;
+    const FuelUnit* const unit = findUnit(payload);
+    if (unit && raw != NoValue)
+        value = std::min(value, unit->limit);
+    bool changed = false;
+    QString work;
+    updataString(value, raw, NoValue, m_fuelConsumptionData.texts[0], changed, work, m_insFuelUnitText);
+    CAN_DEBUG << changed << m_fuelConsumptionData.texts[0];
+    if (changed)
+        emit fuelDataChanged();
+}
+
+void SimpleService::doHisFuelInfo(int, QByteArray& payload)
+{
+    applyFuelUnitCode(payload, m_hisFuelUnitText);
+    bool changed = false;
+    QString work;
+    for (int k = 1; k <= HistoryValues && payload.size() > 2 * k; ++k) {
+        const int raw = wordAt(payload, 2 * k - 1);
+        const float value = tenths(raw);
+        CAN_DEBUG << value;
+        QString& text = m_fuelConsumptionData.texts[k];
+        updataString(value, raw, NoValue, text, changed, work, m_hisFuelUnitText);
+        CAN_DEBUG << changed << text;
+    }
+    if (changed)
+        emit fuelDataChanged();
+}
+
+int SimpleService::getFuelConsumptionData(FuelConsumptionData& data)
+{
+    data = m_fuelConsumptionData;
+    return 0;
+}
+
+} // namespace canservice

@@ -1,0 +1,132 @@
+// Trip computer: four values of one frame become display texts; a short frame carries fewer of them.
+
+#include "log.h"
+#include "payload.h"
+#include "simpleservice.h"
+
+#include <translator.h>
+
+namespace canservice {
+
+namespace {
+
+constexpr int UnitByte = 6;
+
+// Which unit text follows a value.
+enum class Unit { ByCode, AverageSpeed, Mileage };
+
+struct TripValue
+{
+    int offset; ///< of its two bytes
+    Unit unit;
+    int text; ///< index in DrivingData
+    const char* marker;
+};
+
+// In the order of the frame; the unit byte lies between the last two.
+constexpr TripValue tripValues[] = {
+    {0, Unit::ByCode, 0, "222222"}, // in tenths
+    {2, Unit::AverageSpeed, 2, "333333"},
+    {4, Unit::Mileage, 1, "444444"},
+    {7, Unit::Mileage, 4, "555555"},
+};
+
+constexpr int AverageSpeedText = 1172;
+
+/// A host text id, or NoText for the empty text.
+constexpr int NoText = 0;
+
+struct UnitTexts
+{
+    int mileage;
+    int byCode;
+};
+
+// By the unit code, from 0.
+constexpr UnitTexts unitTexts[] = {{NoText, NoText}, {1147, 1205}, {1145, 1148}};
+constexpr int UnitCodes = sizeof unitTexts / sizeof *unitTexts;
+
+QString hostText(int id)
+{
+    return id == NoText ? QString() : Translator::translate(id);
+}
+
+/// Entries past the end count as 0.
+float mileage(const QByteArray& bytes, int first)
+{
+    int raw = 0;
+    for (int i = first; i < first + 3; ++i)
+        raw = raw << 8 | (i < bytes.size() ? byteAt(bytes, i) : 0);
+    return tenths(raw);
+}
+
+} // namespace
+
+void SimpleService::updataString(float value, int raw, int invalid, QString& target, bool& changed,
+                                 QString& work, QString unit)
+{
+    if (raw == invalid)
+        work = QStringLiteral("--");
+    else
+        work = QString::number(static_cast<double>(value), 'f', 1) + unit;
+    if (update(target, work))
+        changed = true;
+}
+
+void SimpleService::doMileageInfo(int, QByteArray& payload)
+{
+    CAN_DEBUG << payload.size() << payload.toHex();
+    int unitCode = 0;
+    if (payload.size() > UnitByte) {
+        unitCode = byteAt(payload, UnitByte);
+        if (unitCode < UnitCodes)
+            m_mileageUnitText = hostText(unitTexts[unitCode].mileage);
+        CAN_DEBUG << "111111" << unitCode;
+        CAN_DEBUG << "111111" << m_mileageUnitText;
+    }
+    bool changed = false;
+    QString work;
+    for (const TripValue& v : tripValues) {
+        if (payload.size() < v.offset + 2)
+            break;
+        const int raw = wordAt(payload, v.offset);
+        float value = static_cast<float>(raw);
+        QString unit;
+        switch (v.unit) {
+        case Unit::ByCode:
+            value = tenths(raw);
+            if (unitCode < UnitCodes)
+                unit = hostText(unitTexts[unitCode].byCode);
+            break;
+        case Unit::AverageSpeed:
+            if (raw != NoValue)
+                unit = Translator::translate(AverageSpeedText);
+            break;
+        case Unit::Mileage:
+            unit = m_mileageUnitText;
+            break;
+        }
+        updataString(value, raw, NoValue, m_drivingData.texts[v.text], changed, work, unit);
+        CAN_DEBUG << v.marker << value << m_drivingData.texts[v.text];
+    }
+    if (changed)
+        emit drivingDataChanged();
+}
+
+int SimpleService::getDrivingData(DrivingData& data)
+{
+    data = m_drivingData;
+    return 0;
+}
+
+float SimpleService::getTimeAllMileage()
+{
+    return mileage(m_totalMileageData, 6);
+}
+
+float SimpleService::getOilAllMileage()
+{
+    return mileage(m_totalMileageData, 4);
+}
+
+} // namespace canservice
