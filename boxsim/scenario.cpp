@@ -1,0 +1,98 @@
+#include "scenario.h"
+
+#include <QFile>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <utility>
+
+namespace boxsim {
+
+namespace {
+
+constexpr double LongestScenarioSeconds = 86400;
+
+/// Reads one line, which must not be earlier than @p earliestMs. @return what is wrong with it, else empty.
+QString readStep(const QString& line, int earliestMs, Scenario::Step& step)
+{
+    const QString time = line.section(QRegularExpression(QStringLiteral("\\s+")), 0, 0);
+    bool ok = false;
+    const double seconds = time.toDouble(&ok);
+    if (!ok || seconds < 0 || seconds > LongestScenarioSeconds)
+        return QStringLiteral("\"%1\": expected a time in seconds, 0 to 86400, and a statement").arg(time);
+    step = {qRound(seconds * 1000), parse(line.mid(time.size()))};
+    if (step.atMs < earliestMs)
+        return QStringLiteral("\"%1\": expected a time not before the line above").arg(time);
+    return step.statement.error;
+}
+
+} // namespace
+
+Scenario Scenario::read(const QString& path)
+{
+    Scenario scenario;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        scenario.errors.append(QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString()));
+        return scenario;
+    }
+    for (int number = 1; !file.atEnd(); ++number) {
+        const QString line = QString::fromUtf8(file.readLine()).trimmed();
+        if (line.isEmpty() || line.startsWith('#'))
+            continue;
+        Step step;
+        const QString error = readStep(line, scenario.steps.isEmpty() ? 0 : scenario.steps.last().atMs, step);
+        if (error.isEmpty())
+            scenario.steps.append(step);
+        else
+            scenario.errors.append(QStringLiteral("%1:%2: %3").arg(path).arg(number).arg(error));
+    }
+    return scenario;
+}
+
+Player::Player(Box& box, Scenario scenario)
+    : m_box(box)
+    , m_scenario(std::move(scenario))
+{
+    m_timer.setSingleShot(true);
+    m_timer.setTimerType(Qt::PreciseTimer);
+    connect(&m_timer, &QTimer::timeout, this, &Player::playDue);
+}
+
+void Player::start()
+{
+    m_clock.start();
+    playNextInTime();
+}
+
+void Player::hold()
+{
+    m_held = true;
+}
+
+void Player::resume()
+{
+    if (!std::exchange(m_held, false))
+        return;
+    m_startedAtMs = m_next > 0 ? m_scenario.steps[m_next - 1].atMs : 0;
+    start();
+}
+
+void Player::playDue()
+{
+    m_scenario.steps[m_next++].statement.run(m_box);
+    if (!m_held)
+        playNextInTime();
+}
+
+void Player::playNextInTime()
+{
+    if (m_next == m_scenario.steps.size()) {
+        emit finished();
+        return;
+    }
+    const qint64 due = m_scenario.steps[m_next].atMs - m_startedAtMs - m_clock.elapsed();
+    m_timer.start(static_cast<int>(std::max<qint64>(due, 0)));
+}
+
+} // namespace boxsim
