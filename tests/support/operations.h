@@ -1,0 +1,25 @@
+#pragma once
+
+#include <canservicebase.h>
+
+#include <QStringList>
+
+#include <functional>
+#include <vector>
+
+/// One virtual operation of CanServiceBase, callable with arguments and result as text.
+struct Operation
+{
+    QString name;
+    int slot;      ///< index in the virtual table, as the C++ ABI has it
+    bool isGetter; ///< takes nothing, or a record to fill, and gives something back
+    /// Calls it. Numbers are decimal, bytes "01 02", lists "a|b". The result of a call without one is empty.
+    std::function<QString(CanServiceBase&, const QStringList& arguments)> call;
+};
+
+/// All operations, in slot order.
+const std::vector<Operation>& operations();
+/// The operation of that name; ends the test run when there is none.
+const Operation& operation(const QString& name);
+/// "name value" for every getter, in slot order.
+QStringList snapshot(CanServiceBase& service);

@@ -1,0 +1,200 @@
+#include "recordinghost.h"
+
+#include <canbusmanager.h>
+#include <configmanager.h>
+#include <settings.h>
+#include <translator.h>
+
+#include <QLoggingCategory>
+#include <QMetaMethod>
+
+namespace {
+
+RecordingHost& host()
+{
+    return RecordingHost::instance();
+}
+
+QString spaced(const QByteArray& bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+// Only the plug-in's lines have the "--" separator; what else is said goes to stderr.
+void recordLogLine(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    const int separator = text.indexOf(QLatin1String(" -- "));
+    if (separator < 0) {
+        fprintf(stderr, "%s\n", qPrintable(text));
+        return;
+    }
+    host().lastLogLine = text;
+    host().note((type == QtDebugMsg ? "debug " : "error ") + text.mid(separator + 4));
+}
+
+} // namespace
+
+RecordingHost& RecordingHost::instance()
+{
+    static RecordingHost recordingHost;
+    return recordingHost;
+}
+
+RecordingHost::RecordingHost()
+    : m_loader(QStringLiteral(PLUGIN_FILE))
+{
+    if (!m_loader.load())
+        qFatal("%s", qPrintable(m_loader.errorString()));
+}
+
+CanServiceBase& RecordingHost::restart()
+{
+    delete m_service;
+    carModel = 20;
+    carModelIndex = 255;
+    driverPosition = 0;
+    texts.clear();
+    onSignal = nullptr;
+    setLogs(false);
+    m_journal.clear();
+    m_service = qobject_cast<CanServiceBase*>(m_loader.instance());
+    const QMetaObject& meta = CanServiceBase::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        QMetaObject::connect(m_service, i, this, QObject::staticMetaObject.methodCount() + i,
+                             Qt::DirectConnection);
+    return *m_service;
+}
+
+void RecordingHost::setLogs(bool on)
+{
+    m_logs = on;
+    QLoggingCategory::setFilterRules(on ? QStringLiteral("*=true") : QStringLiteral("default=false"));
+    qInstallMessageHandler(on ? recordLogLine : nullptr);
+}
+
+// Each signal of CanServiceBase is connected to the method number that lies as far behind QObject's as its
+// own.
+int RecordingHost::qt_metacall(QMetaObject::Call call, int id, void** arguments)
+{
+    id = QObject::qt_metacall(call, id, arguments);
+    if (id < 0 || call != QMetaObject::InvokeMetaMethod)
+        return id;
+    const QMetaMethod signal = CanServiceBase::staticMetaObject.method(id);
+    QStringList values;
+    for (int i = 0; i < signal.parameterCount(); ++i)
+        values.append(QVariant(signal.parameterType(i), arguments[i + 1]).toString());
+    const QString line =
+        QStringLiteral("%1(%2)").arg(QString::fromLatin1(signal.name()), values.join(QLatin1Char(',')));
+    note(line);
+    if (onSignal)
+        onSignal(line);
+    return -1;
+}
+
+void RecordingHost::receive(const QByteArray& chunk)
+{
+    emit port->read(chunk);
+}
+
+void RecordingHost::receiveFrame(int type, const QByteArray& payload)
+{
+    QByteArray frame;
+    frame.append(static_cast<char>(type)).append(static_cast<char>(payload.size())).append(payload);
+    unsigned sum = 0;
+    for (const char byte : frame)
+        sum += static_cast<unsigned char>(byte);
+    receive('\x2E' + frame + static_cast<char>(255 - sum % 256));
+}
+
+QStringList RecordingHost::take()
+{
+    QStringList lines;
+    lines.swap(m_journal);
+    return lines;
+}
+
+// The host services.
+
+class canservice::SerialPort::Private
+{
+public:
+    bool open = false;
+};
+
+canservice::SerialPort::SerialPort(QObject* parent)
+    : QObject(parent)
+    , d(new Private)
+{
+    host().port = this;
+}
+
+canservice::SerialPort::~SerialPort() = default;
+
+bool canservice::SerialPort::open(QString portName, int baud)
+{
+    host().note(QStringLiteral("open %1 %2").arg(portName).arg(baud));
+    return d->open = true;
+}
+
+void canservice::SerialPort::close()
+{
+    host().note(QStringLiteral("close"));
+    d->open = false;
+}
+
+int canservice::SerialPort::writeData(const QByteArray& data, bool flag)
+{
+    host().note(
+        QStringLiteral("%1 %2 %3").arg(d->open ? "write" : "lost", spaced(data), flag ? "true" : "false"));
+    return d->open ? data.size() : -1;
+}
+
+CanBusManager* CanBusManager::instance()
+{
+    static CanBusManager manager;
+    return &manager;
+}
+
+int CanBusManager::getCarModelId()
+{
+    return host().carModel;
+}
+
+int CanBusManager::getHwdCarModelIndex()
+{
+    return host().carModelIndex;
+}
+
+canservice::ConfigManager* canservice::ConfigManager::instance()
+{
+    static ConfigManager manager;
+    return &manager;
+}
+
+QString canservice::ConfigManager::getPluginFullPath()
+{
+    return QStringLiteral("/plugins/test.so");
+}
+
+mem::SettingsUtil* mem::SettingsUtil::instance()
+{
+    static SettingsUtil util;
+    return &util;
+}
+
+mem::SettingsExe* mem::SettingsUtil::getSaver()
+{
+    static SettingsExe saver;
+    return &saver;
+}
+
+int mem::SettingsExe::getValue(QString key, QString file, bool flag)
+{
+    host().note(QStringLiteral("setting %1 %2 %3").arg(key, file, flag ? "true" : "false"));
+    return host().driverPosition;
+}
+
+QString Translator::translate(int id)
+{
+    return host().texts.value(id, QStringLiteral("<%1>").arg(id));
+}

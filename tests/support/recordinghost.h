@@ -1,0 +1,70 @@
+#pragma once
+
+#include <canservicebase.h>
+#include <serialport.h>
+
+#include <QMap>
+#include <QPluginLoader>
+#include <QPointer>
+#include <QStringList>
+
+#include <functional>
+
+/// The head unit as the tests play it: implements the host's services, loads the built plug-in as the real
+/// host does, and writes down in one journal, in order, what the plug-in does:
+///
+///   open  38400           write FF true          doorChanged()              setting KEY FILE false
+///   close                 lost FF true           keyEvent(5,0,true)         debug VALUES / error VALUES
+///
+/// "lost" is a write to the closed port; log lines appear with their values only, and only while setLogs()
+/// says so.
+class RecordingHost : public QObject
+{
+public:
+    static RecordingHost& instance();
+
+    /// Deletes the plug-in's instance, forgets journal and settings, and lets the plug-in make a fresh one.
+    CanServiceBase& restart();
+    CanServiceBase& service() { return *m_service; }
+    QPluginLoader& loader() { return m_loader; }
+
+    /// The port delivers @p chunk.
+    void receive(const QByteArray& chunk);
+    /// The port delivers a good frame.
+    void receiveFrame(int type, const QByteArray& payload);
+    /// The journal since the last call.
+    QStringList take();
+    void note(const QString& line) { m_journal.append(line); }
+
+    // What the host services answer.
+    int carModel = 20;
+    int carModelIndex = 255;
+    int driverPosition = 0;
+    QMap<int, QString> texts; ///< an id without a text is translated as "<id>"
+    /// Whether the plug-in's log lines are written down; without it they are filtered out, as in a quiet head
+    /// unit.
+    void setLogs(bool on);
+    bool logs() const { return m_logs; }
+
+    /// Called for each signal, right after it was written down.
+    std::function<void(const QString& signal)> onSignal;
+    canservice::SerialPort* port = nullptr;
+    /// The whole text of the last log line that was written down.
+    QString lastLogLine;
+
+    int qt_metacall(QMetaObject::Call call, int id, void** arguments) override;
+
+private:
+    RecordingHost();
+
+    QPluginLoader m_loader;
+    QPointer<CanServiceBase> m_service;
+    QStringList m_journal;
+    bool m_logs = false;
+};
+
+/// The bytes of "2E 24 02", blanks ignored.
+inline QByteArray hex(const QString& text)
+{
+    return QByteArray::fromHex(text.toLatin1());
+}
