@@ -123,7 +123,7 @@ QString play(const Scene& scene)
             actual += changed(state, newState);
         state = newState;
         if (!result.isEmpty())
-            actual.append(QStringLiteral("returns ") + result);
+            actual.append((QStringLiteral("returns ") + result).trimmed());
         if (actual != step.expected)
             return QStringLiteral("line %1: %2\n  expected:\n    %3\n  came:\n    %4")
                 .arg(QString::number(step.line), step.text, step.expected.join(QLatin1String("\n    ")),

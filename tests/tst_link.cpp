@@ -1,0 +1,171 @@
+// What single conversations cannot show of the link: every way to cut a stream, the whole shape of log lines,
+// what a slot sees, the life of the instance.
+
+#include "testmain.h"
+
+#include "operations.h"
+
+#include <QRegularExpression>
+
+#include <unistd.h>
+
+class LinkTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void chunks();
+    void everyLostOrDamagedByte();
+    void logLines_data();
+    void logLines();
+    void slotSeesNewValue();
+    void instanceIsRecreated();
+    void metaObject();
+
+private:
+    RecordingHost& m_host = RecordingHost::instance();
+};
+
+void LinkTest::init()
+{
+    m_host.restart();
+    m_host.take();
+}
+
+// Two frames, cut into up to four chunks at every place: the answers are those of the whole stream.
+void LinkTest::chunks()
+{
+    const QByteArray stream = hex("2E 24 02 80 08 51 2E 25 06 87 20 20 20 20 00 CD");
+    const QStringList answers{
+        "write FF true", "notifyCanbusStatus(3)", "doorChanged()",    "canDrivingPositionChanged()",
+        "write FF true", "notifyCanbusStatus(3)", "tireDataChanged()"};
+    for (int a = 0; a <= stream.size(); ++a) {
+        for (int b = a; b <= stream.size(); ++b) {
+            for (int c = b; c <= stream.size(); ++c) {
+                m_host.restart();
+                m_host.take();
+                for (const QByteArray& chunk :
+                     {stream.left(a), stream.mid(a, b - a), stream.mid(b, c - b), stream.mid(c)})
+                    m_host.receive(chunk);
+                QCOMPARE(m_host.take(), answers);
+                VirtualClock::instance().advance(600);
+                QCOMPARE(m_host.take(), QStringList());
+            }
+        }
+    }
+}
+
+// Five frames, half a second apart: a lost or flipped byte costs at most its frame and the next. The next is
+// lost where the damage makes the length longer: it is taken for payload until the watchdog ends it.
+void LinkTest::everyLostOrDamagedByte()
+{
+    const QByteArray frame = hex("2E 24 02 80 00 59");
+    const int frames = 5;
+    for (int position = 0; position < frame.size(); ++position) {
+        for (int flip = 0; flip < 256; ++flip) { // 0: the byte is lost
+            m_host.restart();
+            m_host.take();
+            for (int i = 0; i < frames; ++i) {
+                QByteArray sent = frame;
+                if (i == 1 && flip == 0)
+                    sent.remove(position, 1);
+                else if (i == 1)
+                    sent[position] = static_cast<char>(sent.at(position) ^ flip);
+                m_host.receive(sent);
+                VirtualClock::instance().advance(501);
+            }
+            const auto good = m_host.take().count(QStringLiteral("write FF true"));
+            QVERIFY2(good >= frames - 2,
+                     qPrintable(QStringLiteral("byte %1 flip %2").arg(position).arg(flip)));
+        }
+    }
+}
+
+void LinkTest::logLines_data()
+{
+    QTest::addColumn<QString>("chunk");
+    QTest::addColumn<QString>("pattern");
+
+    QTest::newRow("debug line of a slot")
+        << "00"
+        << R"(^\[DBG\] %1 void canservice::SimpleService::onDataReady\(QByteArray\) \d+ -- "00"$)";
+    QTest::newRow("error line")
+        << "2E 24 00 00"
+        << R"(^\[ERR\] %1 void canservice::SimpleService::\w+\(int\) \d+ -- checksum err!$)";
+    QTest::newRow("decoder, numbers")
+        << "2E 24 01 00 DA"
+        << R"(^\[DBG\] %1 void canservice::SimpleService::doBaseInfo\(int, QByteArray&\) \d+ -- paraBuf size: 1$)";
+}
+
+void LinkTest::logLines()
+{
+    QFETCH(QString, chunk);
+    QFETCH(QString, pattern);
+    m_host.setLogs(true);
+    m_host.receive(hex(chunk));
+    const QRegularExpression shape(pattern.arg(gettid()));
+    QVERIFY2(shape.match(m_host.lastLogLine).hasMatch(), qPrintable(m_host.lastLogLine));
+
+    operation("start").call(m_host.service(), {});
+    const QString start =
+        QStringLiteral(R"(^\[DBG\] %1 virtual void canservice::SimpleService::start\(\) \d+ -- 255 255$)");
+    QVERIFY2(QRegularExpression(start.arg(gettid())).match(m_host.lastLogLine).hasMatch(),
+             qPrintable(m_host.lastLogLine));
+}
+
+void LinkTest::slotSeesNewValue()
+{
+    QStringList seen;
+    m_host.onSignal = [&](const QString& signal) {
+        if (signal == "doorChanged()")
+            seen << operation("getDoorStatus").call(m_host.service(), {});
+        if (signal == "canDrivingPositionChanged()")
+            seen << operation("getCanDrivingPosition").call(m_host.service(), {});
+        if (signal == "acStatusChanged()")
+            seen << operation("isAc").call(m_host.service(), {});
+    };
+    m_host.receiveFrame(0x24, hex("40 08"));
+    m_host.receiveFrame(0x28, hex("40"));
+    QCOMPARE(seen, (QStringList{"64", "1", "true"}));
+}
+
+void LinkTest::instanceIsRecreated()
+{
+    QObject* const first = m_host.loader().instance();
+    QCOMPARE(m_host.loader().instance(), first);
+    QCOMPARE(first, &m_host.service());
+    m_host.receiveFrame(0x24, hex("F8 08"));
+    m_host.take();
+
+    delete first;
+    QCOMPARE(m_host.take(), QStringList());
+    m_host.restart();
+    QCOMPARE(m_host.take(), QStringList("open  38400"));
+    QCOMPARE(m_host.service().getDoorStatus(), 0);
+    QCOMPARE(m_host.service().getCanDrivingPosition(), 2);
+}
+
+void LinkTest::metaObject()
+{
+    QObject& service = m_host.service();
+    const QMetaObject& meta = *service.metaObject();
+    QCOMPARE(meta.className(), "canservice::SimpleService");
+    QVERIFY(service.inherits("CanServiceBase"));
+    QCOMPARE(service.qt_metacast("canservice::SimpleService"), static_cast<void*>(&service));
+    QCOMPARE(service.qt_metacast(CanServiceBase_iid), static_cast<void*>(&service));
+    QStringList methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        QCOMPARE(meta.method(i).access(), QMetaMethod::Private);
+        methods << QString::fromLatin1(meta.method(i).methodSignature());
+    }
+    QCOMPARE(methods,
+             (QStringList{"onDataReady(QByteArray)", "onLongPressTimeout()", "onCheckConnectTmrout()",
+                          "onRequestConnect()", "onSendTmrout()", "onmParseOutTmrout()"}));
+    QCOMPARE(meta.enumeratorCount() - meta.enumeratorOffset(), 2);
+    QCOMPARE(meta.enumerator(meta.enumeratorOffset()).name(), "KelmoToyotaVerticalCarModle");
+    QCOMPARE(meta.enumerator(meta.enumeratorOffset() + 1).name(), "KelmoToyotaHeatingCoolingCarModle");
+}
+
+VIRTUAL_TIME_TEST_MAIN(LinkTest)
+#include "tst_link.moc"
