@@ -3,41 +3,52 @@
 #include "box.h"
 
 #include <QString>
-#include <QStringList>
-#include <QVariantList>
+#include <QVector>
 
 #include <functional>
 
 namespace boxsim {
 
+/// The words of a statement that carry a value.
+struct Arguments
+{
+    QVector<double> numbers; ///< numbers, times in ms, and the indexes of chosen words
+    QByteArray bytes;        ///< a text in UTF-8, or the bytes given in hex
+
+    int integer(int i) const { return static_cast<int>(numbers[i]); }
+    size_t index(int i) const { return static_cast<size_t>(numbers[i]); }
+};
+
 /// One statement of the scenario language.
 ///
-/// The syntax is a row of words: "open|closed" is one of these, its value the index; "<0..7>" a whole number
-/// and
-/// "<0.0..25.5>" one with decimals, "|none" behind it stands for NaN; "<text>" any text, "<time>" a time such
-/// as 2s or 500ms, its value in ms, "<hex>..." bytes in hex up to the end. Single words carry no value.
+/// The syntax is a row of words: "closed|open" is one of these; "<0..7>" a whole number and "<0.0..25.5>" one
+/// with decimals, behind which "none", "low" and "high" stand for NaN and the infinities; "<text>" is any
+/// text, "<time>" a time such as 2s or 500ms, "<hex>..." bytes in hex up to the end of the line.
 struct Statement
 {
     QString syntax;
     QString help;
-    std::function<void(Box&, const QVariantList& values)> run;
+    std::function<void(Box&, const Arguments&)> run;
 };
 
 /// All statements, in the order in which help lists them.
 const QVector<Statement>& statements();
 
-/// A statement with its values, or the reason why there is none.
+/// A statement with its arguments, or the reason why there is none.
 struct Parsed
 {
     const Statement* statement = nullptr;
-    QVariantList values;
+    Arguments arguments;
     QString error; ///< tells what was expected
 
-    void run(Box& box) const { statement->run(box, values); }
+    void run(Box& box) const { statement->run(box, arguments); }
 };
 
 /// Reads one line of the scenario language, without the time that a scenario file puts in front of it.
 Parsed parse(const QString& line);
+
+/// How a statement writes @p value as the syntax element @p element.
+QString wordFor(const QString& element, double value);
 
 /// The list of all statements with what they do.
 QString statementHelp();
