@@ -110,7 +110,9 @@ void SimpleService::onRequestConnect()
     sendStart();
 }
 
-void SimpleService::print(const char*, ...) {
-} // NOLINT(cert-dcl50-cpp): the host's trace hook is printf-style
+// NOLINTNEXTLINE(cert-dcl50-cpp): the host's trace hook is printf-style
+void SimpleService::print(const char*, ...)
+{
+}
 
 } // namespace canservice

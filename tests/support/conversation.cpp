@@ -44,7 +44,7 @@ QStringList stateOf(RecordingHost& host)
 {
     const bool logs = host.logs();
     host.setLogs(false);
-    const QStringList lines = snapshot(host.service());
+    QStringList lines = snapshot(host.service());
     host.setLogs(logs);
     return lines;
 }

@@ -25,7 +25,7 @@ void recordLogLine(QtMsgType type, const QMessageLogContext&, const QString& tex
 {
     const int separator = text.indexOf(QLatin1String(" -- "));
     if (separator < 0) {
-        fprintf(stderr, "%s\n", qPrintable(text));
+        static_cast<void>(fprintf(stderr, "%s\n", qPrintable(text)));
         return;
     }
     host().lastLogLine = text;
