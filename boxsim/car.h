@@ -69,6 +69,7 @@ struct Car
                                    QByteArray(2, 0)}; ///< swc, panel, bt: code, action
     QByteArray version = "BOXSIM 1.0";                ///< UTF-8, 255 bytes at most
     double cameraMode = 0;                            ///< 0 or 1
+    std::array<QString, 4> clusterTexts; ///< what the instrument cluster was told of the source, items 1 to 4
 
     /// The payload of the frame @p type with the car's present state; nothing when the box has no such frame.
     std::optional<QByteArray> payload(int type) const;

@@ -1,5 +1,10 @@
 #include "headunit.h"
 
+#include "climatekeys.h"
+#include "statement.h"
+
+#include <QtEndian>
+
 #include <algorithm>
 #include <array>
 
@@ -17,26 +22,157 @@ QString hex(int byte)
     return QString::asprintf("0x%02X", static_cast<unsigned>(byte));
 }
 
-Reaction announce(Car&, const QByteArray& payload)
+/// A reaction that only goes into the log.
+Reaction logged(const QString& meaning)
 {
     Reaction reaction;
-    reaction.announced = byteAt(payload, 0) != 0;
-    reaction.meaning =
-        *reaction.announced ? QStringLiteral("head unit: start") : QStringLiteral("head unit: stop");
-    if (*reaction.announced)
+    reaction.meaning = meaning;
+    reaction.shown = false;
+    return reaction;
+}
+
+Reaction shown(const QString& meaning, const QList<int>& reports = {})
+{
+    Reaction reaction;
+    reaction.meaning = meaning;
+    reaction.reports = reports;
+    return reaction;
+}
+
+Reaction announce(Car&, const QByteArray& payload)
+{
+    const bool start = byteAt(payload, 0) != 0;
+    Reaction reaction = shown(start ? QStringLiteral("head unit: start") : QStringLiteral("head unit: stop"));
+    reaction.announced = start;
+    if (start)
         reaction.answers = {FrameType::Version, FrameType::BaseInfo};
     return reaction;
 }
 
 Reaction request(Car& car, const QByteArray& payload)
 {
-    Reaction reaction;
     const int type = byteAt(payload, 0);
-    reaction.meaning = QStringLiteral("request %1, %2").arg(hex(type), frameName(type));
-    reaction.shown = false;
+    Reaction reaction = logged(QStringLiteral("request %1, %2").arg(hex(type), frameName(type)));
     if (car.payload(type))
         reaction.answers = {type};
     return reaction;
+}
+
+Reaction control(Car& car, const QByteArray& payload)
+{
+    const int value = byteAt(payload, 1);
+    switch (byteAt(payload, 0)) {
+    case 0x16:
+        return shown(QStringLiteral("parking radar: %1").arg(value));
+    case 0x24:
+        car.fuelUnit = value;
+        return shown(QStringLiteral("fuel unit: %1").arg(hex(value)),
+                     {FrameType::InstantFuel, FrameType::FuelHistory});
+    case 0x39:
+        car.drivingPosition = value & 1;
+        return shown(QStringLiteral("driving position: %1").arg(value), {FrameType::BaseInfo});
+    case 0x68:
+        return shown(QStringLiteral("tyre pressure reset: %1").arg(value));
+    default:
+        return shown(QStringLiteral("body control %1: %2").arg(hex(byteAt(payload, 0))).arg(value));
+    }
+}
+
+Reaction touch(Car&, const QByteArray& payload)
+{
+    const char* data = payload.constData();
+    const QString point = QStringLiteral("touch at %1, %2");
+    return shown(point.arg(qFromBigEndian<qint16>(data + 1)).arg(qFromBigEndian<qint16>(data + 3)));
+}
+
+Reaction carModel(Car&, const QByteArray& payload)
+{
+    return shown(QStringLiteral("car model: %1").arg(byteAt(payload, 0)));
+}
+
+Reaction clock(Car&, const QByteArray& payload)
+{
+    const QString time = QString::asprintf("%d:%02d", byteAt(payload, 0), byteAt(payload, 1));
+    return shown(QStringLiteral("cluster: clock %1 (%2 h)").arg(time).arg(byteAt(payload, 2) ? 12 : 24));
+}
+
+/// What the instrument cluster makes of a source: it shows all texts once the last item has come.
+struct Source
+{
+    int code;
+    const char* name;
+    const char* separator;
+    int lastItem;
+    int firstItemText; ///< where the text of item 1 begins; item 1 of the other sources has none
+};
+
+constexpr std::array sources{Source{0x81, "FM", " ", 2, 4}, Source{0x82, "AM", " ", 2, 4},
+                             Source{0x84, "media", " / ", 4, 2}, Source{0x85, "media 2", " / ", 4, 2},
+                             Source{0x87, "AUX", " ", 1, 2}};
+
+/// The UTF-16 text, low bytes first, from the byte @p start up to the field's end or its first zero.
+QString textFrom(const QByteArray& payload, int start)
+{
+    constexpr int FieldEnd = 32;
+    QString text;
+    for (int i = start; i < FieldEnd; i += 2) {
+        const auto unit = qFromLittleEndian<quint16>(payload.constData() + i);
+        if (unit == 0)
+            break;
+        text.append(QChar(unit));
+    }
+    return text;
+}
+
+Reaction source(Car& car, const QByteArray& payload)
+{
+    const auto row = std::find_if(sources.begin(), sources.end(),
+                                  [&payload](const Source& s) { return s.code == byteAt(payload, 0); });
+    const int item = byteAt(payload, 1);
+    if (row == sources.end() || item < 1 || item > row->lastItem)
+        return logged(QStringLiteral("source %1, item %2, unknown").arg(hex(byteAt(payload, 0))).arg(item));
+    if (item == 1)
+        car.clusterTexts.fill({});
+    const QString text = textFrom(payload, item == 1 ? row->firstItemText : 2);
+    car.clusterTexts[static_cast<size_t>(item - 1)] = text;
+    if (item < row->lastItem)
+        return logged(QStringLiteral("%1, item %2: \"%3\"").arg(row->name).arg(item).arg(text));
+    QStringList texts(car.clusterTexts.begin(), car.clusterTexts.end());
+    texts.removeAll({});
+    return shown(QStringLiteral("cluster: %1 %2").arg(row->name, texts.join(row->separator)).trimmed());
+}
+
+/// Presses @p pressed one after the other and reports the frames that show it.
+Reaction press(Car& car, const QVector<const ClimateKey*>& pressed)
+{
+    Reaction reaction;
+    QStringList effects;
+    for (const ClimateKey* key : pressed) {
+        const ClimateField& field = climateFields[key->field];
+        double& value = car.climate.values[key->field];
+        value = key->step(value);
+        effects.append(QLatin1String(field.name.data()) + ' ' + wordFor(field.values, value));
+        const int type = field.byte < SeatBytes ? FrameType::Climate : FrameType::Seats;
+        if (!reaction.reports.contains(type))
+            reaction.reports.append(type);
+    }
+    reaction.meaning = QStringLiteral("climate key: ") + effects.join(QStringLiteral(", "));
+    return reaction;
+}
+
+Reaction verticalKey(Car& car, const QByteArray& payload)
+{
+    const QString name = hex(byteAt(payload, 0));
+    if (byteAt(payload, 1) == 0)
+        return logged(QStringLiteral("climate key %1 released").arg(name));
+    const ClimateKey* key = climateKey(byteAt(payload, 0));
+    return key ? press(car, {key}) : shown(QStringLiteral("climate key %1: the car has none").arg(name));
+}
+
+Reaction landscapeKeys(Car& car, const QByteArray& payload)
+{
+    const QVector<const ClimateKey*> pressed = climateKeys(payload);
+    return pressed.isEmpty() ? shown(QStringLiteral("climate key: the car has none")) : press(car, pressed);
 }
 
 struct Command
@@ -47,8 +183,9 @@ struct Command
 };
 
 constexpr std::array commands{
-    Command{0x81, 1, announce},
-    Command{0x90, 2, request},
+    Command{0x81, 1, announce},      Command{0x83, 2, control},     Command{0x90, 2, request},
+    Command{0x98, 6, touch},         Command{0x99, 34, source},     Command{0x9D, 3, clock},
+    Command{0xC7, 6, landscapeKeys}, Command{0xE0, 2, verticalKey}, Command{0xE2, 1, carModel},
 };
 
 } // namespace
@@ -57,18 +194,11 @@ Reaction react(Car& car, const Frame& frame)
 {
     const auto command = std::find_if(commands.begin(), commands.end(),
                                       [&frame](const Command& row) { return row.type == frame.type; });
-    Reaction unknown;
-    unknown.shown = false;
-    if (command == commands.end()) {
-        unknown.meaning = QStringLiteral("frame %1 is unknown to the box").arg(hex(frame.type));
-        return unknown;
-    }
+    if (command == commands.end())
+        return logged(QStringLiteral("frame %1, unknown").arg(hex(frame.type)));
     if (command->length != frame.payload.size()) {
-        unknown.meaning = QStringLiteral("frame %1 with %2 bytes, expected %3")
-                              .arg(hex(frame.type))
-                              .arg(frame.payload.size())
-                              .arg(command->length);
-        return unknown;
+        const QString meaning = QStringLiteral("frame %1 with %2 bytes, expected %3");
+        return logged(meaning.arg(hex(frame.type)).arg(frame.payload.size()).arg(command->length));
     }
     return command->react(car, frame.payload);
 }

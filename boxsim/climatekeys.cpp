@@ -1,0 +1,98 @@
+#include "climatekeys.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace boxsim {
+
+namespace {
+
+constexpr double Infinity = std::numeric_limits<double>::infinity();
+constexpr double Coldest = 15.0;
+constexpr double Warmest = 32.0;
+constexpr int HighestCode = 7; // of fan and wind
+
+double toggled(double value)
+{
+    return value != 0 ? 0 : 1;
+}
+double faster(double fan)
+{
+    return std::min<double>(fan + 1, HighestCode);
+}
+double slower(double fan)
+{
+    return std::max<double>(fan - 1, 0);
+}
+double nextWind(double wind)
+{
+    return wind < HighestCode ? wind + 1 : 0;
+}
+double previousWind(double wind)
+{
+    return wind > 0 ? wind - 1 : HighestCode;
+}
+
+/// Seats go through the codes of their four levels: off, 1, 2 and 4.
+double nextLevel(double level)
+{
+    return level < 1 ? 1 : level < 4 ? level * 2 : 0;
+}
+
+/// Temperatures move by half a degree; beyond the scale stand "low" and "high".
+double warmer(double degrees)
+{
+    const double next = std::max(degrees + 0.5, Coldest);
+    return next > Warmest ? Infinity : next;
+}
+
+double colder(double degrees)
+{
+    const double next = std::min(degrees - 0.5, Warmest);
+    return next < Coldest ? -Infinity : next;
+}
+
+constexpr std::array keys{
+    ClimateKey{0x01, 0, 0x80, climateIndex("climate power"), toggled},
+    ClimateKey{0x17, 0, 0x02, climateIndex("climate ac"), toggled},
+    ClimateKey{0x10, 1, 0x08, climateIndex("climate dual"), toggled},
+    ClimateKey{0x15, 0, 0x20, climateIndex("climate auto"), toggled},
+    ClimateKey{0x19, 2, 0x01, climateIndex("climate inside-air"), toggled},
+    ClimateKey{0x13, 0, 0x10, climateIndex("climate front-defrost"), toggled},
+    ClimateKey{0x14, 1, 0x04, climateIndex("climate rear-defrost"), toggled},
+    ClimateKey{0x00, 0, 0x40, climateIndex("climate max-ac"), toggled},
+    ClimateKey{0x2A, 5, 0x08, climateIndex("climate glass-heat"), toggled},
+    ClimateKey{0x0A, 1, 0x02, climateIndex("climate fan"), faster},
+    ClimateKey{0x09, 1, 0x01, climateIndex("climate fan"), slower},
+    ClimateKey{0x08, 0, 0x00, climateIndex("climate wind"), nextWind},
+    ClimateKey{0x07, 0, 0x00, climateIndex("climate wind"), previousWind},
+    ClimateKey{0x03, 3, 0x02, climateIndex("climate left"), warmer},
+    ClimateKey{0x02, 3, 0x01, climateIndex("climate left"), colder},
+    ClimateKey{0x05, 4, 0x02, climateIndex("climate right"), warmer},
+    ClimateKey{0x04, 4, 0x01, climateIndex("climate right"), colder},
+    ClimateKey{0x0C, 2, 0x40, climateIndex("seat left heat"), nextLevel},
+    ClimateKey{0x0E, 2, 0x20, climateIndex("seat right heat"), nextLevel},
+    ClimateKey{0x0B, 2, 0x10, climateIndex("seat left ventilation"), nextLevel},
+    ClimateKey{0x0D, 2, 0x04, climateIndex("seat right ventilation"), nextLevel},
+};
+
+} // namespace
+
+const ClimateKey* climateKey(int command)
+{
+    const auto key = std::find_if(keys.begin(), keys.end(), [command](const ClimateKey& row) {
+        return command != 0 && row.command == command;
+    });
+    return key == keys.end() ? nullptr : key;
+}
+
+QVector<const ClimateKey*> climateKeys(const QByteArray& bitField)
+{
+    QVector<const ClimateKey*> pressed;
+    for (const ClimateKey& key : keys)
+        if (bitField[key.byte] & key.mask)
+            pressed.append(&key);
+    return pressed;
+}
+
+} // namespace boxsim
