@@ -1,0 +1,92 @@
+#include "hostservices.h"
+
+#include "canbusmanager.h"
+#include "configmanager.h"
+#include "settings.h"
+#include "translator.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QSettings>
+#include <QTranslator>
+
+Q_LOGGING_CATEGORY(bench, "canbench")
+
+HostSetup& hostSetup()
+{
+    static HostSetup setup;
+    return setup;
+}
+
+QStringList languages()
+{
+    QStringList names;
+    for (const QFileInfo& file : QDir(":/translations").entryInfoList())
+        names.append(file.baseName());
+    return names;
+}
+
+void selectLanguage(const QString& language)
+{
+    auto* translator = new QTranslator(QCoreApplication::instance());
+    translator->load(":/translations/" + language + ".qm");
+    QCoreApplication::installTranslator(translator);
+}
+
+QString Translator::translate(int id)
+{
+    const QByteArray key = QByteArray::number(id);
+    const QString text = qtTrId(key.constData());
+    return text == QLatin1String(key) ? "#" + text : text;
+}
+
+CanBusManager* CanBusManager::instance()
+{
+    static CanBusManager manager;
+    return &manager;
+}
+
+int CanBusManager::getCarModelId()
+{
+    return hostSetup().carModelId;
+}
+
+int CanBusManager::getHwdCarModelIndex()
+{
+    return hostSetup().carModelIndex;
+}
+
+canservice::ConfigManager* canservice::ConfigManager::instance()
+{
+    static ConfigManager manager;
+    return &manager;
+}
+
+QString canservice::ConfigManager::getPluginFullPath()
+{
+    return hostSetup().pluginPath;
+}
+
+mem::SettingsUtil* mem::SettingsUtil::instance()
+{
+    static SettingsUtil util;
+    return &util;
+}
+
+mem::SettingsExe* mem::SettingsUtil::getSaver()
+{
+    static SettingsExe saver;
+    return &saver;
+}
+
+// A missing key or file reads as 0. The flag has no meaning on the bench.
+int mem::SettingsExe::getValue(QString key, QString file, bool)
+{
+    const QString path = QDir::cleanPath(hostSetup().settingsRoot + '/' + file);
+    const QSettings settings(path, QSettings::IniFormat);
+    if (!settings.contains(key))
+        qCWarning(bench).noquote() << "no" << key << "in"
+                                   << path + ", reading 0; --settings-root names another tree";
+    return settings.value(key).toInt();
+}

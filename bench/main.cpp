@@ -1,0 +1,147 @@
+#include "commands.h"
+#include "hostservices.h"
+#include "linewatch.h"
+#include "options.h"
+#include "signaltap.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QFile>
+#include <QJsonDocument>
+#include <QPluginLoader>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/signalfd.h>
+
+namespace {
+
+void showMessage(QtMsgType, const QMessageLogContext& context, const QString& text)
+{
+    const bool own = qstrcmp(context.category, bench().categoryName()) == 0;
+    std::fprintf(stderr, "%s%s\n", own ? "canbench: " : "", qUtf8Printable(text));
+}
+
+// SIGINT and SIGTERM become readable here instead of ending the process.
+int takeOverSignals()
+{
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    return signalfd(-1, &ending, SFD_CLOEXEC);
+}
+
+// Every symbol is resolved at once, so that one that the bench lacks is named here and not met later.
+CanServiceBase* loadService(const QString& path)
+{
+    QPluginLoader loader(path);
+    loader.setLoadHints(QLibrary::ResolveAllSymbolsHint);
+    QObject* instance = loader.instance();
+    auto* service = qobject_cast<CanServiceBase*>(instance);
+    if (!service) {
+        const QString why = instance ? "its object is no " CanServiceBase_iid : loader.errorString();
+        const QString metaData = QJsonDocument(loader.metaData()).toJson(QJsonDocument::Compact);
+        qCCritical(bench).noquote()
+            << QString("cannot use %1: %2; --plugin names another library\n  metadata: %3")
+                   .arg(path, why, metaData);
+    }
+    return service;
+}
+
+bool openCapture(QFile& capture, const QString& purpose)
+{
+    if (!capture.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        qCCritical(bench).noquote() << "cannot write" << capture.fileName() + ':' << capture.errorString();
+        return false;
+    }
+    const QString header = "# date: %1\n# line: 38400 baud, 8N1\n# car model: %2, index %3\n# purpose: %4\n"
+                           "# (seconds.micros) rx|tx HEX; rx is what the head unit received\n";
+    const HostSetup& setup = hostSetup();
+    capture.write(header.arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate))
+                      .arg(setup.carModelId)
+                      .arg(setup.carModelIndex)
+                      .arg(purpose)
+                      .toUtf8());
+    return true;
+}
+
+// Shows the service's signals with what they changed, and tells the script of them.
+void onSignal(CarState& car, const Report& report, Script& script, const QMetaMethod& signal,
+              const QVariantList& values)
+{
+    QVector<Reading> arguments;
+    for (int i = 0; i < values.size(); ++i)
+        arguments.append({{}, signal.parameterNames().at(i), values[i], {}});
+    const QString topic = CarState::topicOf(signal.name());
+    const QVector<Reading> changed = topic.isEmpty() ? QVector<Reading>() : car.takeChanges(topic);
+    report.signal(signal.name(), arguments, changed);
+    QStringList parts;
+    for (const Reading& reading : arguments + changed)
+        parts.append(toText(reading));
+    script.add({signal.name(), parts, {}});
+}
+
+int run(const Options& options, CanServiceBase& service, QFile& capture)
+{
+    const Report report(options.json);
+    CarState car(service);
+    Script script([&](const QString& line) { execute({service, car, report, script}, line); });
+    QObject::connect(&script, &Script::ended, &QCoreApplication::exit);
+
+    const auto onBytes = [&](const QString& direction, const QByteArray& bytes) {
+        const QString line = report.stamp() + ' ' + direction + ' ' + bytes.toHex().toUpper() + '\n';
+        if (options.trace)
+            std::fputs(qUtf8Printable(line), stderr);
+        if (capture.isOpen())
+            capture.write(line.toUtf8());
+        script.add({direction, {}, bytes});
+    };
+    LineWatch& line = LineWatch::instance();
+    QObject::connect(&line, &LineWatch::received, &script,
+                     [&](const QByteArray& bytes) { onBytes("rx", bytes); });
+    QObject::connect(&line, &LineWatch::sent, &script,
+                     [&](const QByteArray& bytes) { onBytes("tx", bytes); });
+    QObject::connect(&line, &LineWatch::goneForGood, &script, [&] { script.end(DeviceGone); });
+
+    SignalTap tap([&](const QMetaMethod& signal, const QVariantList& values) {
+        onSignal(car, report, script, signal, values);
+    });
+    tap.connectTo(service, CanServiceBase::staticMetaObject);
+
+    if (options.script.isEmpty()) {
+        script.readStandardInput();
+    } else if (const QString error = script.readFile(options.script); !error.isEmpty()) {
+        qCCritical(bench).noquote() << "cannot read" << options.script + ':' << error;
+        return BadArguments;
+    }
+    service.start();
+    const int code = QCoreApplication::exec();
+    service.stop();
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const int signalFile = takeOverSignals();
+    qInstallMessageHandler(showMessage);
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName("canbench");
+    QCoreApplication::setApplicationVersion(CANBENCH_VERSION);
+    const Options options = readOptions(QCoreApplication::arguments());
+    if (!options.log)
+        QLoggingCategory::setFilterRules("default.debug=false");
+    selectLanguage(options.language);
+    QSocketNotifier signalled(signalFile, QSocketNotifier::Read);
+    QObject::connect(&signalled, &QSocketNotifier::activated, [] { QCoreApplication::exit(CleanEnd); });
+
+    QFile capture(options.record);
+    if (!options.record.isEmpty() && !openCapture(capture, options.purpose))
+        return BadArguments;
+    const std::unique_ptr<CanServiceBase> service(loadService(hostSetup().pluginPath));
+    return service ? run(options, *service, capture) : NoPlugin;
+}

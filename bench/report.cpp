@@ -1,0 +1,98 @@
+#include "report.h"
+
+#include <QJsonDocument>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int schemaVersion = 1;
+
+void print(const QString& line)
+{
+    std::puts(qUtf8Printable(line));
+    std::fflush(stdout);
+}
+
+QJsonObject valuesOf(const QVector<Reading>& readings)
+{
+    QJsonObject values;
+    for (const Reading& reading : readings)
+        values[reading.name] = QJsonValue::fromVariant(reading.data);
+    return values;
+}
+
+QJsonObject unitsOf(const QVector<Reading>& readings)
+{
+    QJsonObject units;
+    for (const Reading& reading : readings) {
+        if (!reading.unit.isEmpty())
+            units[reading.name] = reading.unit;
+    }
+    return units;
+}
+
+} // namespace
+
+Report::Report(bool json)
+    : m_json(json)
+{
+    m_clock.start();
+}
+
+QString Report::stamp() const
+{
+    return QString("(%1)").arg(double(m_clock.nsecsElapsed()) / 1e9, 0, 'f', 6);
+}
+
+void Report::printJson(QJsonObject object) const
+{
+    object["v"] = schemaVersion;
+    object["time"] = double(m_clock.nsecsElapsed() / 1000) / 1e6;
+    print(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+void Report::signal(const QString& name, const QVector<Reading>& arguments,
+                    const QVector<Reading>& changed) const
+{
+    if (m_json)
+        return printJson({{"signal", name},
+                          {"args", valuesOf(arguments)},
+                          {"changed", valuesOf(changed)},
+                          {"units", unitsOf(changed)}});
+    QStringList parts;
+    for (const Reading& reading : arguments + changed)
+        parts.append(toText(reading));
+    print(stamp() + ' ' + name + ' ' + parts.join(", "));
+}
+
+void Report::state(const QVector<Reading>& readings) const
+{
+    QStringList lines;
+    QJsonObject state;
+    for (const Reading& reading : readings) {
+        QJsonObject topic = state[reading.topic].toObject();
+        if (topic.isEmpty())
+            lines.append(reading.topic);
+        lines.append(QString("  %1 %2 %3").arg(reading.name, -22).arg(reading.data.toString(), reading.unit));
+        topic[reading.name] = QJsonValue::fromVariant(reading.data);
+        state[reading.topic] = topic;
+    }
+    if (m_json)
+        return printJson({{"state", state}, {"units", unitsOf(readings)}});
+    print(lines.join('\n'));
+}
+
+void Report::result(const QString& operation, const QVariant& value) const
+{
+    if (m_json)
+        return printJson({{"call", operation}, {"result", QJsonValue::fromVariant(value)}});
+    print(stamp() + ' ' + operation + " returned " + value.toString());
+}
+
+void Report::text(const QString& text) const
+{
+    if (m_json)
+        return printJson({{"text", text}});
+    print(text);
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "carstate.h"
+
+#include <QElapsedTimer>
+#include <QJsonObject>
+
+/// Writes what canbench has to tell on standard output, one line an item, for people or as JSON.
+class Report
+{
+public:
+    explicit Report(bool json);
+
+    /// The time since the program's start, in the form (seconds.micros).
+    QString stamp() const;
+
+    /// A signal with its arguments and the values that it changed.
+    void signal(const QString& name, const QVector<Reading>& arguments,
+                const QVector<Reading>& changed) const;
+
+    /// How the car is, grouped by topic.
+    void state(const QVector<Reading>& readings) const;
+
+    /// What a host operation returned.
+    void result(const QString& operation, const QVariant& value) const;
+
+    /// Plain text, of one line or more.
+    void text(const QString& text) const;
+
+private:
+    void printJson(QJsonObject object) const;
+
+    QElapsedTimer m_clock;
+    bool m_json;
+};

@@ -1,0 +1,152 @@
+#include "script.h"
+
+#include "hostservices.h"
+
+#include <QFile>
+#include <QSocketNotifier>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr int eventLimit = 1000; // of what has happened, the oldest is forgotten
+
+QString toText(const Event& event)
+{
+    return event.what + ' ' + event.parts.join(", ") + event.bytes.toHex().toUpper();
+}
+
+} // namespace
+
+Script::Script(std::function<void(const QString&)> execute)
+    : m_execute(std::move(execute))
+{
+    m_pause.setSingleShot(true);
+    connect(&m_pause, &QTimer::timeout, this, &Script::resume);
+}
+
+QString Script::readFile(const QString& file)
+{
+    QFile script(file);
+    if (!script.open(QIODevice::ReadOnly))
+        return script.errorString();
+    m_origin = file;
+    m_input = script.readAll();
+    m_inputEnded = true;
+    wait(std::chrono::milliseconds::zero());
+    return {};
+}
+
+void Script::readStandardInput()
+{
+    m_origin = isatty(STDIN_FILENO) ? QString() : "standard input";
+    auto* notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, &Script::readSome);
+}
+
+void Script::readSome()
+{
+    char buffer[4096];
+    const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
+    if (count > 0) {
+        m_input.append(buffer, int(count));
+    } else {
+        m_inputEnded = true;
+        static_cast<QSocketNotifier*>(sender())->setEnabled(false);
+    }
+    run();
+}
+
+void Script::run()
+{
+    while (!m_ended && !m_pause.isActive()) {
+        const int end = m_input.indexOf('\n');
+        if (end < 0 && !(m_inputEnded && !m_input.isEmpty()))
+            break;
+        const QString line = QString::fromUtf8(m_input.left(end)).trimmed();
+        m_input.remove(0, end < 0 ? m_input.size() : end + 1);
+        ++m_line;
+        if (line.isEmpty() || line.startsWith('#'))
+            continue;
+        try {
+            m_execute(line);
+        } catch (const CommandError& error) {
+            fail(BadCommand, error.text);
+        }
+    }
+    if (m_inputEnded && m_input.isEmpty() && !m_pause.isActive())
+        end(CleanEnd);
+}
+
+void Script::wait(std::chrono::milliseconds duration)
+{
+    m_pause.start(duration);
+}
+
+void Script::expect(const Event& event, std::chrono::milliseconds limit)
+{
+    m_expected = event;
+    m_expecting = !takeExpected();
+    if (m_expecting)
+        m_pause.start(limit);
+}
+
+void Script::add(const Event& event)
+{
+    if (m_events.size() == eventLimit)
+        m_events.removeFirst();
+    m_events.append(event);
+    if (!m_expecting || !takeExpected())
+        return;
+    m_expecting = false;
+    wait(std::chrono::milliseconds::zero()); // the next command must not run inside the service's signal
+}
+
+// Bytes are looked for in everything that one direction carried, wherever the chunks' boundaries lie.
+bool Script::takeExpected()
+{
+    QByteArray bytes;
+    for (int i = 0; i < m_events.size(); ++i) {
+        const Event& event = m_events[i];
+        if (event.what != m_expected.what)
+            continue;
+        bytes.append(event.bytes);
+        const int at = bytes.indexOf(m_expected.bytes);
+        const auto shown = [&event](const QString& part) { return event.parts.contains(part); };
+        if (at < 0 || !std::all_of(m_expected.parts.begin(), m_expected.parts.end(), shown))
+            continue;
+        m_events[i].bytes = bytes.mid(at + m_expected.bytes.size());
+        m_events.remove(0, m_events[i].bytes.isEmpty() ? i + 1 : i);
+        return true;
+    }
+    return false;
+}
+
+void Script::resume()
+{
+    if (m_expecting) {
+        m_expecting = false;
+        QString text = "expected " + toText(m_expected) + " in vain";
+        for (const Event& event : m_events)
+            text += "\n    " + toText(event);
+        fail(ExpectationFailed, text + (m_events.isEmpty() ? "; nothing came" : ""));
+    }
+    run();
+}
+
+void Script::fail(ExitCode code, const QString& text)
+{
+    if (m_origin.isEmpty()) {
+        qCCritical(bench).noquote() << text;
+        return;
+    }
+    qCCritical(bench).noquote() << QString("%1:%2: %3").arg(m_origin).arg(m_line).arg(text);
+    end(code);
+}
+
+void Script::end(ExitCode code)
+{
+    if (!m_ended)
+        emit ended(code);
+    m_ended = true;
+}

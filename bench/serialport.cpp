@@ -1,0 +1,187 @@
+#include "serialport.h"
+
+#include "hostservices.h"
+#include "linewatch.h"
+
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QSerialPort>
+#include <QTimer>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// The device is tried again after a pause that doubles from try to try. The longest one leaves time to open
+// it within a second of its return.
+constexpr auto firstPause = 100ms;
+constexpr auto longestPause = 800ms;
+
+constexpr qint64 queueLimit = 64 * 1024; // bytes that may wait for a peer that does not read
+constexpr auto flushTime = 500ms;        // what closing the line may wait for the queue
+
+} // namespace
+
+LineWatch& LineWatch::instance()
+{
+    static LineWatch watch;
+    return watch;
+}
+
+namespace canservice {
+
+// QSerialPort goes on reporting errors without end after a hang-up, and neither its deletion nor a nested
+// event loop is safe inside its signals. So both of its signals are queued, any error is a loss, and a loss
+// closes the device at once; it is then tried again until it comes back.
+class SerialPort::Private : public QObject
+{
+public:
+    explicit Private(SerialPort* port);
+
+    bool open(const QString& portName, int baud);
+    void close();
+    int write(const QByteArray& data);
+
+private:
+    bool openDevice();
+    void waitForDevice(const QString& what, const QString& why);
+    void tryAgain();
+    void lose(QSerialPort::SerialPortError error);
+    void receive();
+    void handOn(const QByteArray& chunk);
+
+    SerialPort* m_port;
+    QSerialPort m_device;
+    QTimer m_retry;
+    QElapsedTimer m_absence;
+    bool m_queueFull = false;
+};
+
+SerialPort::Private::Private(SerialPort* port)
+    : m_port(port)
+{
+    connect(&m_device, &QSerialPort::readyRead, this, &Private::receive, Qt::QueuedConnection);
+    connect(&m_device, &QSerialPort::errorOccurred, this, &Private::lose, Qt::QueuedConnection);
+    m_retry.setSingleShot(true);
+    connect(&m_retry, &QTimer::timeout, this, &Private::tryAgain);
+}
+
+bool SerialPort::Private::open(const QString& portName, int baud)
+{
+    close();
+    // 8 data bits, no parity and 1 stop bit are what QSerialPort starts with.
+    m_device.setPortName(portName.isEmpty() ? hostSetup().device : portName);
+    m_device.setBaudRate(baud);
+    if (openDevice())
+        return true;
+    waitForDevice("cannot open", m_device.errorString());
+    return false;
+}
+
+bool SerialPort::Private::openDevice()
+{
+    m_queueFull = false;
+    return m_device.open(QIODevice::ReadWrite);
+}
+
+void SerialPort::Private::close()
+{
+    m_retry.stop();
+    if (!m_device.isOpen())
+        return;
+    QDeadlineTimer deadline(flushTime);
+    while (m_device.bytesToWrite() > 0 && m_device.waitForBytesWritten(int(deadline.remainingTime()))) {
+    }
+    m_device.close();
+}
+
+void SerialPort::Private::waitForDevice(const QString& what, const QString& why)
+{
+    qCWarning(bench).noquote() << what << m_device.portName() + ':' << why + "; waiting for it";
+    m_absence.start();
+    m_retry.start(firstPause);
+}
+
+void SerialPort::Private::tryAgain()
+{
+    if (openDevice()) {
+        qCInfo(bench).noquote() << m_device.portName() << "is open";
+        return;
+    }
+    const auto giveUp = hostSetup().giveUp;
+    if (giveUp > 0s && m_absence.hasExpired(std::chrono::milliseconds(giveUp).count())) {
+        qCCritical(bench).noquote() << m_device.portName() << "has been away for" << giveUp.count()
+                                    << "s, giving up";
+        emit LineWatch::instance().goneForGood();
+        return;
+    }
+    m_retry.start(std::min<std::chrono::milliseconds>(2 * m_retry.intervalAsDuration(), longestPause));
+}
+
+void SerialPort::Private::lose(QSerialPort::SerialPortError error)
+{
+    if (error == QSerialPort::NoError || !m_device.isOpen())
+        return;
+    const QString why = m_device.errorString();
+    const QByteArray rest = m_device.readAll();
+    m_device.close();
+    waitForDevice("lost", why);
+    handOn(rest);
+}
+
+void SerialPort::Private::receive()
+{
+    if (m_device.isOpen())
+        handOn(m_device.readAll());
+}
+
+// The service may close or delete the port while it handles the chunk, so nothing is done after that.
+void SerialPort::Private::handOn(const QByteArray& chunk)
+{
+    if (chunk.isEmpty())
+        return;
+    emit LineWatch::instance().received(chunk);
+    emit m_port->read(chunk);
+}
+
+int SerialPort::Private::write(const QByteArray& data)
+{
+    if (!m_device.isOpen())
+        return -1;
+    const qint64 queued = m_device.bytesToWrite();
+    if (queued + data.size() > queueLimit) {
+        if (!m_queueFull)
+            qCWarning(bench) << "the peer does not read:" << queued << "bytes wait, refusing more";
+        m_queueFull = true;
+        return 0;
+    }
+    m_queueFull = m_queueFull && queued > 0;
+    const auto taken = int(m_device.write(data));
+    emit LineWatch::instance().sent(data.left(taken));
+    return taken;
+}
+
+SerialPort::SerialPort(QObject* parent)
+    : QObject(parent)
+    , d(std::make_unique<Private>(this))
+{
+}
+
+SerialPort::~SerialPort() = default;
+
+bool SerialPort::open(QString portName, int baud)
+{
+    return d->open(portName, baud);
+}
+
+void SerialPort::close()
+{
+    d->close();
+}
+
+int SerialPort::writeData(const QByteArray& data, bool)
+{
+    return d->write(data);
+}
+
+} // namespace canservice
