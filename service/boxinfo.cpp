@@ -15,8 +15,10 @@ constexpr int SystemInfoBytes = 2;
 // UTF-8, up to the first 0x00. Announced even when it did not change.
 void SimpleService::doVersion(int, QByteArray& payload)
 {
-    const auto length = qstrnlen(payload.constData(), static_cast<uint>(payload.size()));
-    m_versionString = QString::fromUtf8(payload.constData(), static_cast<int>(length));
+    if (update(m_versionPayload, payload)) {
+        const auto length = qstrnlen(payload.constData(), static_cast<uint>(payload.size()));
+        m_versionString = QString::fromUtf8(payload.constData(), static_cast<int>(length));
+    }
     CAN_DEBUG << m_versionString;
     emit sigVersionData();
 }

@@ -72,7 +72,7 @@ void SimpleService::doConditioner(int, QByteArray& payload)
     if (payload == m_acData)
         return;
     CAN_DEBUG << payload.toHex();
-    m_acData = payload;
+    update(m_acData, payload);
     emit acStatusChanged();
 }
 
@@ -84,7 +84,7 @@ void SimpleService::doConditioner2(int, QByteArray& payload)
         return;
     }
     CAN_DEBUG << payload.toHex();
-    m_acData2 = payload;
+    update(m_acData2, payload);
     emit acStatusChanged();
 }
 

@@ -73,8 +73,7 @@ void SimpleService::doInsFuelInfo(int, QByteArray& payload)
     if (unit && raw != NoValue)
         value = std::min(value, unit->limit);
     bool changed = false;
-    QString work;
-    updataString(value, raw, NoValue, m_fuelConsumptionData.texts[0], changed, work, m_insFuelUnitText);
+    updataString(value, raw, NoValue, m_fuelConsumptionData.texts[0], changed, m_work, m_insFuelUnitText);
     CAN_DEBUG << changed << m_fuelConsumptionData.texts[0];
     if (changed)
         emit fuelDataChanged();
@@ -84,13 +83,12 @@ void SimpleService::doHisFuelInfo(int, QByteArray& payload)
 {
     applyFuelUnitCode(payload, m_hisFuelUnitText);
     bool changed = false;
-    QString work;
     for (int k = 1; k <= HistoryValues && payload.size() > 2 * k; ++k) {
         const int raw = wordAt(payload, 2 * k - 1);
         const float value = tenths(raw);
         CAN_DEBUG << value;
         QString& text = m_fuelConsumptionData.texts[k];
-        updataString(value, raw, NoValue, text, changed, work, m_hisFuelUnitText);
+        updataString(value, raw, NoValue, text, changed, m_work, m_hisFuelUnitText);
         CAN_DEBUG << changed << text;
     }
     if (changed)

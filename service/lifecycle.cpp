@@ -24,6 +24,8 @@ constexpr int LastQuietTick = 2; // ticks of the answer watch that pass before t
 constexpr int StatusLost = 0;
 
 constexpr int ClimateBytes = 12;
+constexpr int LongestPayload = 255;
+constexpr int LongestText = 64; // characters; a longer unit text only costs an allocation
 constexpr int RadarEntries = 19;
 constexpr char NoObstacle = '\xFF';
 constexpr int HostBrightnessSteps = 20;
@@ -51,6 +53,9 @@ SimpleService::SimpleService()
     m_acData2.fill('\0', ClimateBytes);
     initData();
     initUnitMaxLevel();
+    // Memory of their own, kept for good: receiving a frame that changes nothing allocates nothing.
+    m_payload.reserve(LongestPayload);
+    m_work.reserve(LongestText);
 }
 
 void SimpleService::initData()
@@ -111,8 +116,6 @@ void SimpleService::onRequestConnect()
 }
 
 // NOLINTNEXTLINE(cert-dcl50-cpp): the host's trace hook is printf-style
-void SimpleService::print(const char*, ...)
-{
-}
+void SimpleService::print(const char*, ...) {}
 
 } // namespace canservice

@@ -16,6 +16,8 @@
 
 #include <configmanager.h>
 
+#include <algorithm>
+
 namespace canservice {
 
 namespace {
@@ -44,13 +46,44 @@ void SimpleService::onDataReady(QByteArray buf)
 {
     CAN_DEBUG << ConfigManager::instance()->getPluginFullPath();
     CAN_DEBUG << buf.toHex();
+    // A slot that runs an event loop brings us here while an earlier chunk is not yet read to its end.
+    readChunk();
     if (m_parseState != Idle && !m_parseOutTimer.isActive())
         m_parseOutTimer.start();
-    for (int i = 0; i < buf.size(); ++i)
-        parseByte(byteAt(buf, i), i == 0);
+    m_chunk = buf;
+    m_chunkRead = 0;
+    readChunk();
 }
 
-void SimpleService::parseByte(int byte, bool chunkStart)
+// The place in the chunk moves on before a byte takes effect, so that whatever a slot does, no byte is read
+// twice.
+void SimpleService::readChunk()
+{
+    while (m_chunkRead < m_chunk.size()) {
+        if (m_parseState == AwaitPayload) {
+            readPayload();
+        } else {
+            const int position = m_chunkRead++;
+            readByte(byteAt(m_chunk, position), position == 0);
+        }
+    }
+}
+
+// As much of the payload as the chunk holds.
+void SimpleService::readPayload()
+{
+    const int count = std::min(m_frameRemaining, m_chunk.size() - m_chunkRead);
+    const char* const bytes = m_chunk.constData() + m_chunkRead;
+    m_payload.append(bytes, count);
+    for (int i = 0; i < count; ++i)
+        m_frameSum += static_cast<unsigned char>(bytes[i]);
+    m_chunkRead += count;
+    m_frameRemaining -= count;
+    if (m_frameRemaining == 0)
+        m_parseState = AwaitChecksum;
+}
+
+void SimpleService::readByte(int byte, bool chunkStart)
 {
     switch (m_parseState) {
     case Idle:
@@ -69,14 +102,8 @@ void SimpleService::parseByte(int byte, bool chunkStart)
     case AwaitLength:
         m_frameRemaining = byte;
         m_frameSum += byte;
-        m_payload.clear();
+        m_payload.resize(0); // keeps the memory
         m_parseState = m_frameRemaining > 0 ? AwaitPayload : AwaitChecksum;
-        break;
-    case AwaitPayload:
-        m_payload.append(static_cast<char>(byte));
-        m_frameSum += byte;
-        if (--m_frameRemaining == 0)
-            m_parseState = AwaitChecksum;
         break;
     case AwaitChecksum:
         finishFrame(byte);
@@ -84,16 +111,21 @@ void SimpleService::parseByte(int byte, bool chunkStart)
     }
 }
 
+// Idle again, and the payload out of the parser's hands, before the frame takes effect: a slot may run an
+// event loop that receives the next frame.
 void SimpleService::finishFrame(int checksum)
 {
-    if (checksum == (~m_frameSum & 0xFF)) {
-        m_serialPort.writeData(acknowledgement(), true);
-        dispatchEvent(m_frameType, m_payload);
-    } else {
+    m_parseState = Idle;
+    if (checksum != (~m_frameSum & 0xFF)) {
         m_serialPort.writeData(rejection(), true);
         CAN_ERROR << "checksum err!";
+        return;
     }
-    m_parseState = Idle;
+    m_serialPort.writeData(acknowledgement(), true);
+    QByteArray payload;
+    payload.swap(m_payload);
+    dispatchEvent(m_frameType, payload);
+    payload.swap(m_payload);
 }
 
 void SimpleService::onmParseOutTmrout()
@@ -148,15 +180,20 @@ void SimpleService::dispatchEvent(int type, QByteArray& payload)
         {frame::RearCeiling, &SimpleService::doRearCeiling},
         {frame::RearCeilingMedia, &SimpleService::doRearCeilingMedia},
     };
+    // By type, from the first: null where a type has no decoder.
+    static constexpr auto decoders = [] {
+        std::array<Decoder, frame::RearCeilingMedia - frame::FrontRadar + 1> table{};
+        for (const Row& row : rows)
+            table[static_cast<std::size_t>(row.type - frame::FrontRadar)] = row.decoder;
+        return table;
+    }();
     if (m_parseOutTimer.isActive())
         m_parseOutTimer.stop();
     markAlive();
-    for (const Row& row : rows) {
-        if (row.type == type) {
-            (this->*row.decoder)(type, payload);
-            return;
-        }
-    }
+    if (type < frame::FrontRadar || type > frame::RearCeilingMedia)
+        return;
+    if (const Decoder decoder = decoders[static_cast<std::size_t>(type - frame::FrontRadar)])
+        (this->*decoder)(type, payload);
 }
 
 int SimpleService::getCheckSum(QByteArray& bytes)

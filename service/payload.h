@@ -36,4 +36,13 @@ template<typename T> bool update(T& field, const T& value)
     return true;
 }
 
+/// The same for bytes: keeps a copy of its own, since a payload's memory is the parser's and used again.
+inline bool update(QByteArray& field, const QByteArray& value)
+{
+    if (field == value)
+        return false;
+    field = QByteArray(value.constData(), value.size());
+    return true;
+}
+
 } // namespace canservice

@@ -405,7 +405,9 @@ private slots:
     void onmParseOutTmrout();
 
 private:
-    void parseByte(int byte, bool chunkStart);
+    void readChunk();
+    void readPayload();
+    void readByte(int byte, bool chunkStart);
     void finishFrame(int checksum);
     void markAlive();
     void writeFrame(unsigned char type, unsigned char length, const QByteArray& data, bool flag);
@@ -464,6 +466,12 @@ protected:
     qint32 m_canDrivingPosition = 2; ///< 0 or 1; 2 until the car has reported it
     QByteArray m_landscapeAcData;    ///< bit field of the last landscape climate command
     UnitData m_unitData;
+
+    // Beyond the table above, each for its own topic.
+    QByteArray m_chunk;          ///< what the port delivered last
+    int m_chunkRead = 0;         ///< bytes of it that the parser has read
+    QByteArray m_versionPayload; ///< the bytes of m_versionString
+    QString m_work;              ///< room for updataString() to build a text in
 };
 
 } // namespace canservice

@@ -60,17 +60,41 @@ float mileage(const QByteArray& bytes, int first)
     return tenths(raw);
 }
 
+/// Appends @p tenths as a decimal with one digit behind the point.
+void appendDecimal(QString& text, qint64 tenths)
+{
+    char digits[24];
+    char* const end = digits + sizeof digits;
+    char* first = end;
+    qint64 rest = qAbs(tenths);
+    *--first = static_cast<char>('0' + rest % 10);
+    *--first = '.';
+    do
+        *--first = static_cast<char>('0' + (rest /= 10) % 10);
+    while (rest >= 10);
+    if (tenths < 0)
+        *--first = '-';
+    text.append(QLatin1String(first, static_cast<int>(end - first)));
+}
+
 } // namespace
 
+// Built in place and compared before it is kept, so that a text that did not change costs no memory. Ten
+// times a float is exact in double, so that rounding the product rounds the decimal.
 void SimpleService::updataString(float value, int raw, int invalid, QString& target, bool& changed,
                                  QString& work, QString unit)
 {
-    if (raw == invalid)
-        work = QStringLiteral("--");
-    else
-        work = QString::number(static_cast<double>(value), 'f', 1) + unit;
-    if (update(target, work))
-        changed = true;
+    work.resize(0);
+    if (raw == invalid) {
+        work.append(QLatin1String("--"));
+    } else {
+        appendDecimal(work, qRound64(static_cast<double>(value) * 10.0));
+        work.append(unit);
+    }
+    if (target == work)
+        return;
+    target = QString(work.constData(), work.size());
+    changed = true;
 }
 
 void SimpleService::doMileageInfo(int, QByteArray& payload)
@@ -85,7 +109,6 @@ void SimpleService::doMileageInfo(int, QByteArray& payload)
         CAN_DEBUG << "111111" << m_mileageUnitText;
     }
     bool changed = false;
-    QString work;
     for (const TripValue& v : tripValues) {
         if (payload.size() < v.offset + 2)
             break;
@@ -106,7 +129,7 @@ void SimpleService::doMileageInfo(int, QByteArray& payload)
             unit = m_mileageUnitText;
             break;
         }
-        updataString(value, raw, NoValue, m_drivingData.texts[v.text], changed, work, unit);
+        updataString(value, raw, NoValue, m_drivingData.texts[v.text], changed, m_work, unit);
         CAN_DEBUG << v.marker << value << m_drivingData.texts[v.text];
     }
     if (changed)
