@@ -109,8 +109,8 @@ const CarValue values[] = {
     {"tyres", "rearRightStatus", get<&Car::getTireStatusRR>},
     {"tyres", "alertType", get<&Car::getTireAlertType>},
     {"trip", "tripA", drivingText<0>},
-    {"trip", "tripC", drivingText<1>},
     {"trip", "tripB", drivingText<2>},
+    {"trip", "tripC", drivingText<1>},
     {"trip", "tripD", drivingText<4>},
     {"trip", "timeMileage", get<&Car::getTimeAllMileage>},
     {"trip", "oilMileage", get<&Car::getOilAllMileage>},
@@ -180,10 +180,9 @@ const QHash<QByteArray, QString> announcedTopics = {
 
 } // namespace
 
-QString toText(const Reading& reading)
+QString Reading::text() const
 {
-    const QString text = reading.name + '=' + reading.data.toString();
-    return reading.unit.isEmpty() ? text : text + ' ' + reading.unit;
+    return unit.isEmpty() ? data.toString() : data.toString() + ' ' + unit;
 }
 
 CarState::CarState(CanServiceBase& service)

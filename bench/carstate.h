@@ -13,10 +13,13 @@ struct Reading
     QString name;  ///< no two values have the same
     QVariant data; ///< a bool, an int, a double or a text
     QString unit;  ///< empty where there is none
-};
 
-/// As people read it, for example "leftTemperature=21.5 ℃".
-QString toText(const Reading& reading);
+    /// The value as people read it, for example "21.5 ℃".
+    QString text() const;
+
+    /// The value with its name, for example "leftTemperature=21.5 ℃".
+    QString assignment() const { return name + '=' + text(); }
+};
 
 /// Everything that the host can ask the service for, and how it was when last looked at.
 class CarState

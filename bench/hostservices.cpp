@@ -11,7 +11,12 @@
 #include <QSettings>
 #include <QTranslator>
 
-Q_LOGGING_CATEGORY(bench, "canbench")
+#include <cstdio>
+
+void note(const QString& text)
+{
+    std::fprintf(stderr, "canbench: %s\n", qUtf8Printable(text));
+}
 
 HostSetup& hostSetup()
 {
@@ -86,7 +91,6 @@ int mem::SettingsExe::getValue(QString key, QString file, bool)
     const QString path = QDir::cleanPath(hostSetup().settingsRoot + '/' + file);
     const QSettings settings(path, QSettings::IniFormat);
     if (!settings.contains(key))
-        qCWarning(bench).noquote() << "no" << key << "in"
-                                   << path + ", reading 0; --settings-root names another tree";
+        note(QString("no %1 in %2, reading 0; --settings-root names another tree").arg(key, path));
     return settings.value(key).toInt();
 }

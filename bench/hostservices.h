@@ -1,13 +1,12 @@
 #pragma once
 
-#include <QLoggingCategory>
 #include <QString>
 #include <QStringList>
 
 #include <chrono>
 
-/// canbench's own messages; every other category is the plug-in's or Qt's.
-Q_DECLARE_LOGGING_CATEGORY(bench)
+/// Writes one of canbench's own messages on standard error.
+void note(const QString& text);
 
 /// How the head unit is set up, as the command line says. The host services answer from it.
 struct HostSetup

@@ -8,6 +8,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QJsonDocument>
+#include <QLoggingCategory>
 #include <QPluginLoader>
 #include <QSocketNotifier>
 
@@ -16,12 +17,6 @@
 #include <sys/signalfd.h>
 
 namespace {
-
-void showMessage(QtMsgType, const QMessageLogContext& context, const QString& text)
-{
-    const bool own = qstrcmp(context.category, bench().categoryName()) == 0;
-    std::fprintf(stderr, "%s%s\n", own ? "canbench: " : "", qUtf8Printable(text));
-}
 
 // SIGINT and SIGTERM become readable here instead of ending the process.
 int takeOverSignals()
@@ -44,9 +39,8 @@ CanServiceBase* loadService(const QString& path)
     if (!service) {
         const QString why = instance ? "its object is no " CanServiceBase_iid : loader.errorString();
         const QString metaData = QJsonDocument(loader.metaData()).toJson(QJsonDocument::Compact);
-        qCCritical(bench).noquote()
-            << QString("cannot use %1: %2; --plugin names another library\n  metadata: %3")
-                   .arg(path, why, metaData);
+        note(QString("cannot use %1: %2; --plugin names another library\n  metadata: %3")
+                 .arg(path, why, metaData));
     }
     return service;
 }
@@ -54,7 +48,7 @@ CanServiceBase* loadService(const QString& path)
 bool openCapture(QFile& capture, const QString& purpose)
 {
     if (!capture.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        qCCritical(bench).noquote() << "cannot write" << capture.fileName() + ':' << capture.errorString();
+        note(QString("cannot write %1: %2").arg(capture.fileName(), capture.errorString()));
         return false;
     }
     const QString header = "# date: %1\n# line: 38400 baud, 8N1\n# car model: %2, index %3\n# purpose: %4\n"
@@ -80,7 +74,7 @@ void onSignal(CarState& car, const Report& report, Script& script, const QMetaMe
     report.signal(signal.name(), arguments, changed);
     QStringList parts;
     for (const Reading& reading : arguments + changed)
-        parts.append(toText(reading));
+        parts.append(reading.assignment());
     script.add({signal.name(), parts, {}});
 }
 
@@ -114,7 +108,7 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
     if (options.script.isEmpty()) {
         script.readStandardInput();
     } else if (const QString error = script.readFile(options.script); !error.isEmpty()) {
-        qCCritical(bench).noquote() << "cannot read" << options.script + ':' << error;
+        note(QString("cannot read %1: %2").arg(options.script, error));
         return BadArguments;
     }
     service.start();
@@ -128,7 +122,9 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
 int main(int argc, char* argv[])
 {
     const int signalFile = takeOverSignals();
-    qInstallMessageHandler(showMessage);
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
+        std::fprintf(stderr, "%s\n", qUtf8Printable(text));
+    });
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName("canbench");
     QCoreApplication::setApplicationVersion(CANBENCH_VERSION);

@@ -25,7 +25,7 @@ Exit codes:
 // Ends the program over arguments that cannot be used.
 [[noreturn]] void refuse(const QString& text)
 {
-    qCCritical(bench).noquote() << text + "; --help tells what can be given";
+    note(text + "; --help tells what can be given");
     std::exit(BadArguments);
 }
 

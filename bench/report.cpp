@@ -62,8 +62,8 @@ void Report::signal(const QString& name, const QVector<Reading>& arguments,
                           {"units", unitsOf(changed)}});
     QStringList parts;
     for (const Reading& reading : arguments + changed)
-        parts.append(toText(reading));
-    print(stamp() + ' ' + name + ' ' + parts.join(", "));
+        parts.append(reading.assignment());
+    print((stamp() + ' ' + name + ' ' + parts.join(", ")).trimmed());
 }
 
 void Report::state(const QVector<Reading>& readings) const
@@ -74,7 +74,7 @@ void Report::state(const QVector<Reading>& readings) const
         QJsonObject topic = state[reading.topic].toObject();
         if (topic.isEmpty())
             lines.append(reading.topic);
-        lines.append(QString("  %1 %2 %3").arg(reading.name, -22).arg(reading.data.toString(), reading.unit));
+        lines.append(QString("  %1 %2").arg(reading.name, -22).arg(reading.text()));
         topic[reading.name] = QJsonValue::fromVariant(reading.data);
         state[reading.topic] = topic;
     }
@@ -83,11 +83,11 @@ void Report::state(const QVector<Reading>& readings) const
     print(lines.join('\n'));
 }
 
-void Report::result(const QString& operation, const QVariant& value) const
+void Report::result(const QString& command, const QVariant& value) const
 {
     if (m_json)
-        return printJson({{"call", operation}, {"result", QJsonValue::fromVariant(value)}});
-    print(stamp() + ' ' + operation + " returned " + value.toString());
+        return printJson({{"command", command}, {"result", QJsonValue::fromVariant(value)}});
+    print(stamp() + ' ' + command + " returned " + value.toString());
 }
 
 void Report::text(const QString& text) const

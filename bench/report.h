@@ -21,8 +21,8 @@ public:
     /// How the car is, grouped by topic.
     void state(const QVector<Reading>& readings) const;
 
-    /// What a host operation returned.
-    void result(const QString& operation, const QVariant& value) const;
+    /// What the host's operation behind @p command returned.
+    void result(const QString& command, const QVariant& value) const;
 
     /// Plain text, of one line or more.
     void text(const QString& text) const;

@@ -136,11 +136,9 @@ void Script::resume()
 
 void Script::fail(ExitCode code, const QString& text)
 {
-    if (m_origin.isEmpty()) {
-        qCCritical(bench).noquote() << text;
-        return;
-    }
-    qCCritical(bench).noquote() << QString("%1:%2: %3").arg(m_origin).arg(m_line).arg(text);
+    if (m_origin.isEmpty())
+        return note(text);
+    note(QString("%1:%2: %3").arg(m_origin).arg(m_line).arg(text));
     end(code);
 }
 

@@ -97,7 +97,7 @@ void SerialPort::Private::close()
 
 void SerialPort::Private::waitForDevice(const QString& what, const QString& why)
 {
-    qCWarning(bench).noquote() << what << m_device.portName() + ':' << why + "; waiting for it";
+    note(QString("%1 %2: %3; waiting for it").arg(what, m_device.portName(), why));
     m_absence.start();
     m_retry.start(firstPause);
 }
@@ -105,13 +105,12 @@ void SerialPort::Private::waitForDevice(const QString& what, const QString& why)
 void SerialPort::Private::tryAgain()
 {
     if (openDevice()) {
-        qCInfo(bench).noquote() << m_device.portName() << "is open";
+        note(m_device.portName() + " is open");
         return;
     }
     const auto giveUp = hostSetup().giveUp;
     if (giveUp > 0s && m_absence.hasExpired(std::chrono::milliseconds(giveUp).count())) {
-        qCCritical(bench).noquote() << m_device.portName() << "has been away for" << giveUp.count()
-                                    << "s, giving up";
+        note(QString("%1 has been away for %2 s, giving up").arg(m_device.portName()).arg(giveUp.count()));
         emit LineWatch::instance().goneForGood();
         return;
     }
@@ -151,7 +150,7 @@ int SerialPort::Private::write(const QByteArray& data)
     const qint64 queued = m_device.bytesToWrite();
     if (queued + data.size() > queueLimit) {
         if (!m_queueFull)
-            qCWarning(bench) << "the peer does not read:" << queued << "bytes wait, refusing more";
+            note(QString("the peer does not read: %1 bytes wait, refusing more").arg(queued));
         m_queueFull = true;
         return 0;
     }
