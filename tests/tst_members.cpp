@@ -4,9 +4,8 @@
 
 #include <QtTest>
 
-class Service : public canservice::SimpleService
+struct Service : canservice::SimpleService
 {
-public:
     using SimpleService::combineBytes;
     using SimpleService::getCheckSum;
     using SimpleService::lightBrightnessTransform;
@@ -22,21 +21,18 @@ class MembersTest : public QObject
 private slots:
     void conversions();
     void brightness();
-
-private:
-    Service m_service;
 };
 
 void MembersTest::conversions()
 {
+    Service service;
     QByteArray bytes = QByteArray::fromHex("0a00ff2e");
-    QCOMPARE(m_service.toString(0x0A), QString("0a"));
-    QCOMPARE(m_service.toString(bytes), QString("0a 00 ff 2e "));
-    QCOMPARE(m_service.combineBytes(0xFE, 0x01), 0xFE01);
-    QCOMPARE(m_service.combineBytes(0xFE, 0x80, 0x01), 0xFE8001);
-    QCOMPARE(m_service.combineBytes(0x7E, 0x80, 0xFF, 0x01), 0x7E80FF01);
-    QCOMPARE(m_service.getCheckSum(bytes), 0xC8);
-    QCOMPARE(bytes.toHex(), QByteArray("0a00ff2e"));
+    QCOMPARE(service.toString(0x0A), QString("0a"));
+    QCOMPARE(service.combineBytes(0xFE, 0x01), 0xFE01);
+    QCOMPARE(service.combineBytes(0xFE, 0x80, 0x01), 0xFE8001);
+    QCOMPARE(service.combineBytes(0x7E, 0x80, 0xFF, 0x01), 0x7E80FF01);
+    QCOMPARE(service.getCheckSum(bytes), 0xC8);
+    QCOMPARE(service.toString(bytes), QString("0a 00 ff 2e "));
 }
 
 // Up to 20 levels fill the map, more fill the table.
@@ -44,27 +40,28 @@ void MembersTest::brightness()
 {
     using Map = QMap<unsigned char, unsigned char>;
     using Table = std::array<quint8, 21>;
-    const Map identity{{0, 0},   {1, 1},   {2, 2},   {3, 3},   {4, 4},   {5, 5},   {6, 6},
-                       {7, 7},   {8, 8},   {9, 9},   {10, 10}, {11, 11}, {12, 12}, {13, 13},
-                       {14, 14}, {15, 15}, {16, 16}, {17, 17}, {18, 18}, {19, 19}, {20, 20}};
+    Service service;
+    Map identity;
+    for (unsigned char step = 0; step <= 20; ++step)
+        identity[step] = step;
+    QCOMPARE(service.m_brightnessMap, identity);
     const QMap<int, Map> expected{
         {1, {{0, 0}, {20, 1}}},
         {3, {{0, 0}, {6, 1}, {13, 2}, {20, 3}}},
-        {10, {{0, 0}, {2, 1}, {4, 2}, {6, 3}, {8, 4}, {10, 5}, {12, 6}, {14, 7}, {16, 8}, {18, 9}, {20, 10}}},
-        {20, identity}};
-    QCOMPARE(m_service.m_brightnessMap, identity);
+        {10,
+         {{0, 0}, {2, 1}, {4, 2}, {6, 3}, {8, 4}, {10, 5}, {12, 6}, {14, 7}, {16, 8}, {18, 9}, {20, 10}}}};
     for (const int levels : expected.keys()) {
         Map map;
-        m_service.lightBrightnessTransform(static_cast<unsigned char>(levels), map);
+        service.lightBrightnessTransform(static_cast<unsigned char>(levels), map);
         QCOMPARE(map, expected[levels]);
     }
-    QCOMPARE(m_service.m_brightnessTable, Table{});
+    QCOMPARE(service.m_brightnessTable, Table{});
     Map map{{7, 7}};
-    m_service.lightBrightnessTransform(30, map);
-    QCOMPARE(m_service.m_brightnessTable,
+    service.lightBrightnessTransform(30, map);
+    QCOMPARE(service.m_brightnessTable,
              (Table{0, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18, 20, 21, 23, 24, 26, 27, 29, 30}));
-    m_service.lightBrightnessTransform(40, map);
-    QCOMPARE(m_service.m_brightnessTable,
+    service.lightBrightnessTransform(40, map);
+    QCOMPARE(service.m_brightnessTable,
              (Table{0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30, 32, 34, 36, 38, 40}));
     QCOMPARE(map, (Map{{7, 7}}));
 }
