@@ -6,7 +6,6 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace boxsim {

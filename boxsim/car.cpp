@@ -93,9 +93,10 @@ constexpr std::array boxFrames{
 
 const BoxFrame* find(int type)
 {
-    const auto row = std::find_if(boxFrames.begin(), boxFrames.end(),
-                                  [type](const BoxFrame& frame) { return frame.type == type; });
-    return row == boxFrames.end() ? nullptr : row;
+    for (const BoxFrame& frame : boxFrames)
+        if (frame.type == type)
+            return &frame;
+    return nullptr;
 }
 
 } // namespace

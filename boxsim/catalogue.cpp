@@ -62,7 +62,7 @@ QVector<CarValue> plainValues()
         {"trip a" + Tenths,
          "a value of the trip computer, in tenths",
          {FrameType::Trip},
-         [](Car& car, Args) { return &car.trip[0]; }},
+         [](Car& car, Args) { return car.trip.data(); }},
         {"trip b|c|d <0..65534>|none",
          "a value of the trip computer",
          {FrameType::Trip},
@@ -201,12 +201,12 @@ void appendState(QStringList& lines, Car& car, const CarValue& value, const QStr
 QStringList tyreState(const Car& car)
 {
     QStringList lines;
+    const QStringList wheels = Wheels.split('|');
     const TyreUnit& unit = tyreUnits[static_cast<size_t>(car.tyreUnit)];
-    auto wheel = car.tyrePressures.begin();
-    for (const QString& name : Wheels.split('|')) {
-        const double pressure = *wheel++ / unit.kPa;
+    for (size_t i = 0; i < car.tyrePressures.size(); ++i) {
+        const double pressure = car.tyrePressures[i] / unit.kPa;
         const QString amount = QStringLiteral("%1 ").arg(pressure) + wordFor(TyreUnits, car.tyreUnit);
-        lines.append("tyre " + name + ' ' + (std::isnan(pressure) ? QStringLiteral("none") : amount));
+        lines.append("tyre " + wheels[static_cast<int>(i)] + ' ' + (std::isnan(pressure) ? "none" : amount));
     }
     return lines;
 }

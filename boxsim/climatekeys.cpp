@@ -43,7 +43,9 @@ double nextLevel(double level)
 double warmer(double degrees)
 {
     const double next = std::max(degrees + 0.5, Coldest);
-    return next > Warmest ? Infinity : next;
+    if (next > Warmest)
+        return Infinity;
+    return next;
 }
 
 double colder(double degrees)
@@ -80,10 +82,10 @@ constexpr std::array keys{
 
 const ClimateKey* climateKey(int command)
 {
-    const auto key = std::find_if(keys.begin(), keys.end(), [command](const ClimateKey& row) {
-        return command != 0 && row.command == command;
-    });
-    return key == keys.end() ? nullptr : key;
+    for (const ClimateKey& key : keys)
+        if (key.command == command && command != 0)
+            return &key;
+    return nullptr;
 }
 
 QVector<const ClimateKey*> climateKeys(const QByteArray& bitField)

@@ -1,6 +1,5 @@
 #include "frame.h"
 
-#include <algorithm>
 #include <numeric>
 
 namespace boxsim {
@@ -79,9 +78,8 @@ bool Receiver::takeNext(QVector<Received>& out)
         if (checksum(body) != m_pending[size - 1])
             unit.kind = Received::BadChecksum;
     } else if (unit.kind == Received::Noise) {
-        const auto end = std::find_if(m_pending.begin(), m_pending.end(),
-                                      [](char byte) { return kindOf(byte) != Received::Noise; });
-        size = static_cast<int>(end - m_pending.begin());
+        while (size < m_pending.size() && kindOf(m_pending[size]) == Received::Noise)
+            ++size;
     }
     unit.bytes = m_pending.left(size);
     m_pending.remove(0, size);

@@ -5,7 +5,6 @@
 
 #include <QtEndian>
 
-#include <algorithm>
 #include <array>
 
 namespace boxsim {
@@ -20,6 +19,15 @@ int byteAt(const QByteArray& bytes, int index)
 QString hex(int byte)
 {
     return QString::asprintf("0x%02X", static_cast<unsigned>(byte));
+}
+
+/// The row of @p table with that code; nullptr when there is none.
+template<typename Row, size_t Size> const Row* rowOf(const std::array<Row, Size>& table, int code)
+{
+    for (const Row& row : table)
+        if (row.code == code)
+            return &row;
+    return nullptr;
 }
 
 /// A reaction that only goes into the log.
@@ -126,10 +134,9 @@ QString textFrom(const QByteArray& payload, int start)
 
 Reaction source(Car& car, const QByteArray& payload)
 {
-    const auto row = std::find_if(sources.begin(), sources.end(),
-                                  [&payload](const Source& s) { return s.code == byteAt(payload, 0); });
+    const Source* row = rowOf(sources, byteAt(payload, 0));
     const int item = byteAt(payload, 1);
-    if (row == sources.end() || item < 1 || item > row->lastItem)
+    if (!row || item < 1 || item > row->lastItem)
         return logged(QStringLiteral("source %1, item %2, unknown").arg(hex(byteAt(payload, 0))).arg(item));
     if (item == 1)
         car.clusterTexts.fill({});
@@ -177,7 +184,7 @@ Reaction landscapeKeys(Car& car, const QByteArray& payload)
 
 struct Command
 {
-    int type;
+    int code; ///< frame type
     int length;
     Reaction (*react)(Car&, const QByteArray& payload);
 };
@@ -192,9 +199,8 @@ constexpr std::array commands{
 
 Reaction react(Car& car, const Frame& frame)
 {
-    const auto command = std::find_if(commands.begin(), commands.end(),
-                                      [&frame](const Command& row) { return row.type == frame.type; });
-    if (command == commands.end())
+    const Command* command = rowOf(commands, frame.type);
+    if (!command)
         return logged(QStringLiteral("frame %1, unknown").arg(hex(frame.type)));
     if (command->length != frame.payload.size()) {
         const QString meaning = QStringLiteral("frame %1 with %2 bytes, expected %3");

@@ -6,6 +6,8 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
+
 namespace boxsim {
 
 /// What a frame of the head unit means to the box and its car.

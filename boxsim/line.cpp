@@ -67,7 +67,7 @@ Line::~Line()
 
 QString Line::open()
 {
-    const QString error = m_device.isEmpty() ? openTerminal() : openDevice();
+    QString error = m_device.isEmpty() ? openTerminal() : openDevice();
     if (!error.isEmpty())
         return error;
     m_notifier = std::make_unique<QSocketNotifier>(m_fd, QSocketNotifier::Read);

@@ -10,8 +10,8 @@ namespace {
 
 void print(FILE* stream, const QString& line)
 {
-    std::fprintf(stream, "%s\n", qUtf8Printable(line));
-    std::fflush(stream);
+    (void)std::fprintf(stream, "%s\n", qUtf8Printable(line));
+    (void)std::fflush(stream);
 }
 
 QString stamp()

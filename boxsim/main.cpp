@@ -40,7 +40,7 @@ struct Options
     bool exitAfterScenario;
 };
 
-Options readOptions(const QCoreApplication& app)
+Options readOptions()
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QString::fromLatin1(About));
@@ -51,11 +51,11 @@ Options readOptions(const QCoreApplication& app)
         {"scenario", "Play the scenario <file>.", "file"},
         {"exit-after-scenario", "End when the scenario has been played."},
     });
-    const bool understood = parser.parse(app.arguments());
+    const bool understood = parser.parse(QCoreApplication::arguments());
     if (understood && parser.isSet(help))
         parser.showHelp(Ended);
-    const Options options{parser.value("port"), parser.value("link"), parser.value("scenario"),
-                          parser.isSet("exit-after-scenario")};
+    Options options{parser.value("port"), parser.value("link"), parser.value("scenario"),
+                    parser.isSet("exit-after-scenario")};
     QString error = understood ? QString() : parser.errorText();
     if (!parser.positionalArguments().isEmpty())
         error = QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().first());
@@ -78,7 +78,7 @@ int endSignals()
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         sigaddset(&ending, number);
     sigprocmask(SIG_BLOCK, &ending, nullptr);
-    std::signal(SIGPIPE, SIG_IGN); // who reads the log may leave
+    (void)std::signal(SIGPIPE, SIG_IGN); // who reads the log may leave
     return signalfd(-1, &ending, SFD_CLOEXEC);
 }
 
@@ -127,7 +127,7 @@ private:
 int main(int argc, char* argv[])
 {
     const QCoreApplication app(argc, argv);
-    const Options options = readOptions(app);
+    const Options options = readOptions();
 
     Scenario scenario;
     if (!options.scenario.isEmpty())

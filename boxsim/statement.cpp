@@ -3,11 +3,9 @@
 #include <QProcess>
 #include <QRegularExpression>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
-#include <utility>
 
 namespace boxsim {
 
