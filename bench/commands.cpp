@@ -90,12 +90,12 @@ QStringList eventNames()
     return names;
 }
 
-// The place of the name among the names, or an error that lists them.
+// Where the name stands among the names, or an error that lists them.
 int find(const QString& name, const QStringList& names)
 {
     const int row = names.indexOf(name);
     if (row < 0)
-        throw CommandError{QString("no \"%1\"; there is: %2").arg(name, names.join(", "))};
+        throw CommandError{QString("unknown \"%1\"; known: %2").arg(name, names.join(", "))};
     return row;
 }
 
@@ -119,7 +119,7 @@ QByteArray toBytes(const QString& text)
 
 milliseconds toDuration(const QString& text)
 {
-    static const QRegularExpression form("^(\\d+(?:\\.\\d+)?)(ms|s)$");
+    static const QRegularExpression form("^(\\d{1,6}(?:\\.\\d+)?)(ms|s)$");
     const auto match = form.match(text);
     if (!match.hasMatch())
         throw CommandError{QString("\"%1\" is no time; write 500ms or 1.5s").arg(text)};
@@ -308,7 +308,7 @@ QVariant help(const Bench& bench, const Words& words)
         const Command& command = commands[find(words[0], commandNames())];
         lines.append(usage(command) + "\n    " + command.help);
         if (command.choices)
-            lines.append("    there is: " + command.choices().join(", "));
+            lines.append("    known: " + command.choices().join(", "));
     }
     bench.report.text(lines.join('\n'));
     return {};

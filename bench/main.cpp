@@ -18,13 +18,14 @@
 
 namespace {
 
-// SIGINT and SIGTERM become readable here instead of ending the process.
+// SIGINT, SIGTERM and SIGHUP become readable here instead of ending the process.
 int takeOverSignals()
 {
     sigset_t ending;
     sigemptyset(&ending);
     sigaddset(&ending, SIGINT);
     sigaddset(&ending, SIGTERM);
+    sigaddset(&ending, SIGHUP);
     sigprocmask(SIG_BLOCK, &ending, nullptr);
     return signalfd(-1, &ending, SFD_CLOEXEC);
 }

@@ -15,7 +15,7 @@ commands. Signals, states and answers go to standard output, everything else to 
 from standard input; "help" lists them.
 
 Exit codes:
-  0  end of input, quit, SIGINT or SIGTERM
+  0  end of input, quit, SIGINT, SIGTERM or SIGHUP
   1  an expectation of a script was not met
   2  wrong arguments
   3  the plug-in cannot be loaded

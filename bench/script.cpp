@@ -13,7 +13,8 @@ constexpr int eventLimit = 1000; // of what has happened, the oldest is forgotte
 
 QString toText(const Event& event)
 {
-    return event.what + ' ' + event.parts.join(", ") + event.bytes.toHex().toUpper();
+    const QString detail = event.parts.join(", ") + event.bytes.toHex().toUpper();
+    return detail.isEmpty() ? event.what : event.what + ' ' + detail;
 }
 
 } // namespace
