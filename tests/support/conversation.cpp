@@ -20,16 +20,6 @@ QStringList words(const QString& line)
     return result;
 }
 
-QStringList changed(const QStringList& before, const QStringList& after)
-{
-    QStringList lines;
-    for (int i = 0; i < after.size(); ++i) {
-        if (after.at(i) != before.at(i))
-            lines.append(after.at(i));
-    }
-    return lines;
-}
-
 // A good frame is acknowledged and reported alive before anything else is done about it.
 QStringList withoutSignOfLife(QStringList lines)
 {
@@ -120,7 +110,7 @@ QString play(const Scene& scene)
         // listed.
         if (verb == QLatin1String("box") || verb == QLatin1String("chunk") || verb == QLatin1String("wait") ||
             verb == QLatin1String("call"))
-            actual += changed(state, newState);
+            actual += changes(state, newState);
         state = newState;
         if (!result.isEmpty())
             actual.append((QStringLiteral("returns ") + result).trimmed());

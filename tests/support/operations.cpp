@@ -313,3 +313,13 @@ QStringList snapshot(CanServiceBase& service)
     }
     return lines;
 }
+
+QStringList changes(const QStringList& before, const QStringList& after)
+{
+    QStringList lines;
+    for (int i = 0; i < after.size(); ++i) {
+        if (after.at(i) != before.at(i))
+            lines.append(after.at(i));
+    }
+    return lines;
+}

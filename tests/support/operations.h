@@ -23,3 +23,5 @@ const std::vector<Operation>& operations();
 const Operation& operation(const QString& name);
 /// "name value" for every getter, in slot order.
 QStringList snapshot(CanServiceBase& service);
+/// The lines of @p after that differ from those of @p before, both snapshots.
+QStringList changes(const QStringList& before, const QStringList& after);

@@ -1,0 +1,152 @@
+// What the host may do from within a signal's slot: anything. Each kind of thing is done from the slot of
+// every signal.
+
+#include "operations.h"
+#include "testmain.h"
+
+#include <QEventLoop>
+#include <QTimer>
+
+namespace {
+
+// Frames that between them cause every signal but the loss of the link.
+struct Frame
+{
+    int type;
+    const char* payload;
+};
+
+constexpr Frame frames[] = {
+    {0x24, "80 08"},
+    {0x1D, "01 02 03 04"},
+    {0x1E, "01 02 03 04 20"},
+    {0x25, "00 00 00 00 00 00"},
+    {0x25, "84 17 17 17 17 00"},
+    {0x21, "01 23 00 2D 01 F4 01 00 64"},
+    {0x22, "01 01 2C"},
+    {0x23, "02 00 64"},
+    {0x28, "40"},
+    {0x58, "12 00 12 00 00"},
+    {0x30, "56 31"},
+    {0x32, "04 00"},
+    {0x20, "05 01"},
+    {0x20, "05 00"},
+};
+
+const QStringList allSignals{"notifyCanbusStatus", "acStatusChanged",
+                             "doorChanged",        "canDrivingPositionChanged",
+                             "sigRadarChanged",    "otherInfoDataChanged",
+                             "tireAlert",          "tireDataChanged",
+                             "drivingDataChanged", "fuelDataChanged",
+                             "unitDataChanged",    "sigVersionData",
+                             "sigCameraMode",      "keyEvent"};
+
+} // namespace
+
+class LifetimeTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void everyOperation();
+    void stopAndStart();
+    void nestedEventLoop();
+    void deleteLater();
+
+private:
+    void receiveAll();
+
+    RecordingHost& m_host = RecordingHost::instance();
+};
+
+void LifetimeTest::init()
+{
+    m_host.restart();
+    m_host.take();
+}
+
+void LifetimeTest::receiveAll()
+{
+    for (const Frame& frame : frames)
+        m_host.receiveFrame(frame.type, hex(frame.payload));
+}
+
+void LifetimeTest::everyOperation()
+{
+    QSet<QString> seen;
+    m_host.onSignal = [&](const QString& signal) {
+        seen.insert(signal.section('(', 0, 0));
+        for (const Operation& operation : operations()) {
+            if (operation.name != "stop")
+                operation.call(m_host.service(), {});
+        }
+    };
+    receiveAll();
+    VirtualClock::instance().advance(40000);
+    QCOMPARE(seen, QSet<QString>(allSignals.begin(), allSignals.end()));
+    QCOMPARE(m_host.service().getDoorStatus(), 0x80);
+}
+
+// After a stop the rest of the chunk is still read, into the closed port; after that nothing is.
+void LifetimeTest::stopAndStart()
+{
+    m_host.onSignal = [&](const QString&) {
+        m_host.onSignal = nullptr;
+        m_host.service().stop();
+        m_host.service().start();
+    };
+    m_host.receive(hex("2E 24 02 80 00 59 2E 24 02 40 00 99"));
+    QCOMPARE(m_host.service().getDoorStatus(), 0x40);
+    m_host.receive(hex("2E 24 02 00 00 D9"));
+    QCOMPARE(m_host.service().getDoorStatus(), 0x40);
+    QCOMPARE(m_host.take().filter("write FF").size(), 1);
+}
+
+// The slot of the first signal runs an event loop that receives the end of a frame that the outer chunk
+// began.
+void LifetimeTest::nestedEventLoop()
+{
+    m_host.onSignal = [&](const QString& signal) {
+        if (signal != "doorChanged()")
+            return;
+        m_host.onSignal = nullptr;
+        QEventLoop loop;
+        QTimer::singleShot(100, &loop, [&] { m_host.receive(hex("08 00 D1 2E 32 02 04 00 C7")); });
+        QTimer::singleShot(200, &loop, &QEventLoop::quit);
+        loop.exec();
+        QCOMPARE(m_host.service().getDoorStatus(), 0x08);
+    };
+    m_host.receive(hex("2E 24 02 80 08 51 2E 24 02"));
+    const QStringList expected{"write FF true", "notifyCanbusStatus(3)", "doorChanged()",
+                               // from within its slot
+                               "write FF true", "notifyCanbusStatus(3)", "doorChanged()",
+                               "canDrivingPositionChanged()", "write FF true", "notifyCanbusStatus(3)",
+                               "sigCameraMode()",
+                               // and back: the outer frame's driving position
+                               "canDrivingPositionChanged()"};
+    QCOMPARE(m_host.take(), expected);
+    QCOMPARE(m_host.service().getCanDrivingPosition(), 1);
+    VirtualClock::instance().advance(1000);
+    receiveAll();
+    QCOMPARE(m_host.take().filter("write FF").size(), static_cast<int>(std::size(frames)));
+}
+
+void LifetimeTest::deleteLater()
+{
+    for (const QString& name : allSignals) {
+        init();
+        m_host.onSignal = [&](const QString& signal) {
+            if (signal.section('(', 0, 0) == name)
+                m_host.service().deleteLater();
+        };
+        const QPointer<QObject> service = &m_host.service();
+        receiveAll();
+        VirtualClock::instance().advance(40000);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY2(!service, qPrintable(name));
+    }
+}
+
+VIRTUAL_TIME_TEST_MAIN(LifetimeTest)
+#include "tst_lifetime.moc"
