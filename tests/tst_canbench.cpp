@@ -1,0 +1,174 @@
+// canbench as a process: how it ends, what it writes, and its line against a peer that the test plays itself.
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+// A raw pseudo-terminal under a link, which is hung up when the object goes.
+class Peer
+{
+public:
+    explicit Peer(const QString& link)
+        : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
+    {
+        grantpt(m_master);
+        unlockpt(m_master);
+        m_slave = open(ptsname(m_master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        termios settings{};
+        tcgetattr(m_slave, &settings);
+        cfmakeraw(&settings);
+        tcsetattr(m_slave, TCSANOW, &settings);
+        QFile::remove(link);
+        QFile::link(ptsname(m_master), link);
+    }
+    ~Peer()
+    {
+        close(m_slave);
+        close(m_master);
+    }
+    Q_DISABLE_COPY(Peer)
+
+    void send(const char* hex)
+    {
+        const QByteArray bytes = QByteArray::fromHex(hex);
+        QCOMPARE(write(m_master, bytes.constData(), size_t(bytes.size())), ssize_t(bytes.size()));
+    }
+
+private:
+    int m_master;
+    int m_slave;
+};
+
+const char leftDoorOpen[] = "2E2402400099";
+const char doorsClosed[] = "2E24020000D9";
+
+} // namespace
+
+class CanbenchTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void endings_data();
+    void endings();
+    void jsonAndCapture();
+    void lineComesBack();
+
+private:
+    void run(const QStringList& arguments, const QByteArray& input)
+    {
+        m_bench.start(CANBENCH_FILE, m_line + arguments);
+        m_bench.write(input);
+    }
+
+    bool says(const QByteArray& text)
+    {
+        while (!m_output.contains(text) && m_bench.waitForReadyRead(5000))
+            m_output += m_bench.readAll();
+        return m_output.contains(text);
+    }
+
+    QTemporaryDir m_folder;
+    QString m_device = m_folder.filePath("device");
+    QStringList m_line = {"--port", m_device, "--car-model", "20", "--plugin", PLUGIN_FILE};
+    QProcess m_bench;
+    QByteArray m_output;
+};
+
+void CanbenchTest::endings_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("told");
+    const auto row = [](const char* name, const QStringList& arguments, const QByteArray& input, int code,
+                        const QString& told) { QTest::newRow(name) << arguments << input << code << told; };
+    const QString nowhere = m_folder.filePath("no/file");
+    row("an unknown option", {"--fly"}, "", 2, "Unknown option 'fly'");
+    row("a model that is no number", {"--car-model", "x"}, "", 2, "a number from 0 to 65535");
+    row("an unknown language", {"--language", "fr"}, "", 2, "one of de, en");
+    row("a script that is not there", {"--script", nowhere}, "", 2, "cannot read " + nowhere);
+    row("a capture that cannot be written", {"--record", nowhere}, "", 2, "cannot write " + nowhere);
+    row("a library that is not there", {"--plugin", nowhere}, "", 3, "--plugin names another library");
+    row("a library that is no plug-in", {"--plugin", CANBENCH_FILE}, "", 3, "metadata: {}");
+    row("the device stays away", {"--port", nowhere, "--give-up", "1"}, "", 4, "away for 1 s");
+    row("an unknown command", {}, "\n# so\nfly", 5, "input:3: unknown \"fly\"; known: start, stop");
+    row("a wrong argument", {}, "send 2", 5, "two hexadecimal digits each");
+    const QByteArray door = "expect tx 2E8101007D2E8101017C within 5s\n expect rx 2E24 02400099 within 5s\n"
+                            "expect doorChanged leftFrontDoorOpen=true within 5s\n";
+    const QString position = "canDrivingPositionChanged drivingPosition=";
+    row("in their order", {}, door + "expect canDrivingPositionChanged within 1ms\n quit", 0, "");
+    row("another value", {}, door + "expect " + position.toUtf8() + "1 within 1ms", 1,
+        "\n    " + position + "0");
+    row("used up", {}, door + "expect doorChanged within 1ms", 1, "input:4: expected doorChanged in vain");
+    row("forgotten", {}, "aux\n clock 3:30 pm\n expect tx 2E992287 within 1ms", 1, "expected tx 2E992287");
+    row("kept", {}, "clock 3:30 pm\n wait 1ms\n expect tx 2E9D03031E013D within 1ms\n quit", 0, "");
+}
+
+void CanbenchTest::endings()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, input);
+    QFETCH(QString, told);
+    Peer peer(m_device);
+    peer.send(leftDoorOpen);
+    run(arguments, input + '\n');
+    QVERIFY(m_bench.waitForFinished());
+    const QString error = m_bench.readAllStandardError();
+    QVERIFY2(error.contains(told), qPrintable(error));
+    QTEST(m_bench.exitCode(), "code");
+}
+
+void CanbenchTest::jsonAndCapture()
+{
+    Peer peer(m_device);
+    peer.send(leftDoorOpen);
+    const QString file = m_folder.filePath("capture");
+    run({"--json", "--record", file}, "expect doorChanged within 5s\nstate doors\nac power\nquit\n");
+    QVERIFY(m_bench.waitForFinished());
+    QMap<QString, QJsonDocument> lines; // the last one of each kind
+    for (const QByteArray& line : m_bench.readAll().trimmed().split('\n')) {
+        const QJsonDocument object = QJsonDocument::fromJson(line);
+        QCOMPARE(object["v"].toInt(), 1);
+        QVERIFY(object["time"].toDouble() > 0);
+        lines[object["signal"].toString(object["command"].toString("state"))] = object;
+    }
+    const QJsonObject changed{{"doorStatus", 64}, {"leftFrontDoorOpen", true}};
+    QCOMPARE(lines["notifyCanbusStatus"]["args"]["status"].toInt(), 3);
+    QCOMPARE(lines["doorChanged"]["changed"].toObject(), changed);
+    QCOMPARE(lines["state"]["state"]["doors"]["doorStatus"].toInt(), 64);
+    QCOMPARE(lines["ac"]["result"].toInt(-1), 0);
+    QFile capture(file);
+    QVERIFY(capture.open(QIODevice::ReadOnly));
+    const QString text = capture.readAll();
+    QVERIFY(text.startsWith("# date: "));
+    QVERIFY(text.contains(QRegularExpression(R"(\(\d+\.\d{6}\) rx 2E2402400099\n\(\d+\.\d{6}\) tx FF\n)")));
+}
+
+void CanbenchTest::lineComesBack()
+{
+    auto peer = std::make_unique<Peer>(m_device);
+    peer->send(leftDoorOpen);
+    run({}, {});
+    QVERIFY(says("leftFrontDoorOpen=true"));
+    peer = std::make_unique<Peer>(m_device);
+    peer->send(doorsClosed);
+    QVERIFY(says("leftFrontDoorOpen=false"));
+    m_bench.terminate();
+    QVERIFY(m_bench.waitForFinished());
+    QCOMPARE(m_bench.exitCode(), 0);
+    const QByteArray told = m_bench.readAllStandardError();
+    QCOMPARE(told.count("lost "), 1);
+    QCOMPARE(told.count("is open"), 1);
+}
+
+QTEST_GUILESS_MAIN(CanbenchTest)
+#include "tst_canbench.moc"
