@@ -49,7 +49,7 @@ RecordingHost::RecordingHost()
 
 CanServiceBase& RecordingHost::restart()
 {
-    delete m_service;
+    shutDown();
     carModel = 20;
     carModelIndex = 255;
     driverPosition = 0;
@@ -63,6 +63,11 @@ CanServiceBase& RecordingHost::restart()
         QMetaObject::connect(m_service, i, this, QObject::staticMetaObject.methodCount() + i,
                              Qt::DirectConnection);
     return *m_service;
+}
+
+void RecordingHost::shutDown()
+{
+    delete m_service;
 }
 
 void RecordingHost::setLogs(bool on)

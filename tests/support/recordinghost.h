@@ -25,6 +25,8 @@ public:
 
     /// Deletes the plug-in's instance, forgets journal and settings, and lets the plug-in make a fresh one.
     CanServiceBase& restart();
+    /// Deletes the plug-in's instance.
+    void shutDown();
     CanServiceBase& service() { return *m_service; }
     QPluginLoader& loader() { return m_loader; }
 

@@ -14,6 +14,6 @@
         QCoreApplication app(argc, argv);                                                                    \
         TestClass test;                                                                                      \
         const int failures = QTest::qExec(&test, argc, argv);                                                \
-        delete &RecordingHost::instance().service();                                                         \
+        RecordingHost::instance().shutDown();                                                                \
         return failures;                                                                                     \
     }
