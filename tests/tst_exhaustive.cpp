@@ -12,6 +12,7 @@ private slots:
     void init();
     void radarCodes();
     void temperatures();
+    void decimals();
     void carModels();
     void lengths();
 
@@ -80,6 +81,18 @@ void ExhaustiveTest::temperatures()
         QCOMPARE(service.getAcTemperature(), fahrenheit(steps));
         QCOMPARE(service.getAcRightTemperature(), fahrenheit(255 - steps));
         QCOMPARE(service.getAcRearTemperature(), 59 + steps);
+    }
+}
+
+// Tenths in text 0 of the trip, whole units in text 2.
+void ExhaustiveTest::decimals()
+{
+    for (int raw = 0; raw < 0xFFFF; ++raw) {
+        receive(0x21, 4, {{0, raw >> 8}, {1, raw}, {2, raw >> 8}, {3, raw}});
+        DrivingData data;
+        m_host.service().getDrivingData(data);
+        QCOMPARE(data.texts[0], QString("%1.%2").arg(raw / 10).arg(raw % 10));
+        QCOMPARE(data.texts[2], QString("%1.0<1172>").arg(raw));
     }
 }
 

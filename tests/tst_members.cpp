@@ -11,7 +11,10 @@ struct Service : canservice::SimpleService
     using SimpleService::lightBrightnessTransform;
     using SimpleService::m_brightnessMap;
     using SimpleService::m_brightnessTable;
+    using SimpleService::m_temperatureTextDirty;
+    using SimpleService::m_totalMileageData;
     using SimpleService::toString;
+    using SimpleService::updataString;
 };
 
 class MembersTest : public QObject
@@ -21,6 +24,7 @@ class MembersTest : public QObject
 private slots:
     void conversions();
     void brightness();
+    void valuesWithoutFrame();
 };
 
 void MembersTest::conversions()
@@ -64,6 +68,25 @@ void MembersTest::brightness()
     QCOMPARE(service.m_brightnessTable,
              (Table{0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30, 32, 34, 36, 38, 40}));
     QCOMPARE(map, (Map{{7, 7}}));
+}
+
+void MembersTest::valuesWithoutFrame()
+{
+    Service service;
+    service.m_totalMileageData = QByteArray::fromHex("0000000001020304FF");
+    QCOMPARE(service.getOilAllMileage(), 6605.1F);
+    QCOMPARE(service.getTimeAllMileage(), 19788.7F);
+    service.m_totalMileageData.chop(2);
+    QCOMPARE(service.getTimeAllMileage(), 19660.8F);
+    service.m_temperatureTextDirty = true;
+    QCOMPARE(service.getTemperatureStr(), QString("1000.0\u2103"));
+    QVERIFY(!service.m_temperatureTextDirty);
+    QString text;
+    QString work;
+    bool changed = false;
+    service.updataString(-0.5F, 0, 1, text, changed, work, "km");
+    QCOMPARE(text, QString("-0.5km"));
+    QVERIFY(changed);
 }
 
 QTEST_GUILESS_MAIN(MembersTest)
