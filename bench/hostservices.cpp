@@ -11,11 +11,11 @@
 #include <QSettings>
 #include <QTranslator>
 
-#include <cstdio>
+#include <iostream>
 
 void note(const QString& text)
 {
-    std::fprintf(stderr, "canbench: %s\n", qUtf8Printable(text));
+    std::cerr << "canbench: " << text.toStdString() << '\n';
 }
 
 HostSetup& hostSetup()

@@ -13,7 +13,7 @@
 #include <QSocketNotifier>
 
 #include <csignal>
-#include <cstdio>
+#include <iostream>
 #include <sys/signalfd.h>
 
 namespace {
@@ -89,7 +89,7 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
     const auto onBytes = [&](const QString& direction, const QByteArray& bytes) {
         const QString line = report.stamp() + ' ' + direction + ' ' + bytes.toHex().toUpper() + '\n';
         if (options.trace)
-            std::fputs(qUtf8Printable(line), stderr);
+            std::cerr << line.toStdString();
         if (capture.isOpen())
             capture.write(line.toUtf8());
         script.add({direction, {}, bytes});
@@ -124,7 +124,7 @@ int main(int argc, char* argv[])
 {
     const int signalFile = takeOverSignals();
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
-        std::fprintf(stderr, "%s\n", qUtf8Printable(text));
+        std::cerr << text.toStdString() << '\n';
     });
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName("canbench");

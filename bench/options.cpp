@@ -49,13 +49,9 @@ QString findNear(const QStringList& places)
     return QDir::cleanPath(here.absoluteFilePath(places.first()));
 }
 
-} // namespace
-
-Options readOptions(const QStringList& arguments)
+QList<QCommandLineOption> knownOptions()
 {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(description);
-    parser.addOptions({
+    return {
         {"help", "Show this help."},
         {"version", "Show the version."},
         {"port", "The serial device that is wired to the CAN box.", "device"},
@@ -73,7 +69,16 @@ Options readOptions(const QStringList& arguments)
         {"purpose", "What the capture's header says about its purpose.", "text", "recorded by canbench"},
         {"give-up", "End when the device has been away for so long; 0 waits for ever.", "seconds", "300"},
         {"script", "Run the commands of a file instead of standard input's.", "file"},
-    });
+    };
+}
+
+} // namespace
+
+Options readOptions(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description);
+    parser.addOptions(knownOptions());
     if (!parser.parse(arguments))
         refuse(parser.errorText());
     if (parser.isSet("help"))

@@ -2,7 +2,7 @@
 
 #include <QJsonDocument>
 
-#include <cstdio>
+#include <iostream>
 
 namespace {
 
@@ -10,8 +10,7 @@ constexpr int schemaVersion = 1;
 
 void print(const QString& line)
 {
-    std::puts(qUtf8Printable(line));
-    std::fflush(stdout);
+    std::cout << line.toStdString() << std::endl;
 }
 
 QJsonObject valuesOf(const QVector<Reading>& readings)
@@ -40,15 +39,20 @@ Report::Report(bool json)
     m_clock.start();
 }
 
+double Report::seconds() const
+{
+    return double(m_clock.nsecsElapsed()) / 1e9;
+}
+
 QString Report::stamp() const
 {
-    return QString("(%1)").arg(double(m_clock.nsecsElapsed()) / 1e9, 0, 'f', 6);
+    return QString("(%1)").arg(seconds(), 0, 'f', 6);
 }
 
 void Report::printJson(QJsonObject object) const
 {
     object["v"] = schemaVersion;
-    object["time"] = double(m_clock.nsecsElapsed() / 1000) / 1e6;
+    object["time"] = seconds();
     print(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 

@@ -28,6 +28,7 @@ public:
     void text(const QString& text) const;
 
 private:
+    double seconds() const; // since the program's start
     void printJson(QJsonObject object) const;
 
     QElapsedTimer m_clock;

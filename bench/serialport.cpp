@@ -17,8 +17,8 @@ namespace {
 constexpr auto firstPause = 100ms;
 constexpr auto longestPause = 800ms;
 
-constexpr qint64 queueLimit = 64 * 1024; // bytes that may wait for a peer that does not read
-constexpr auto flushTime = 500ms;        // what closing the line may wait for the queue
+constexpr qint64 queueLimit = 65536; // bytes that may wait for a peer that does not read
+constexpr auto flushTime = 500ms;    // what closing the line may wait for the queue
 
 } // namespace
 
