@@ -25,6 +25,12 @@ private:
     QStringList m_needed;
 };
 
+// A sanitizer's entry points, and operators new and delete, which it replaces.
+static bool isSanitizers(const QString& symbol)
+{
+    return symbol.startsWith("__") || symbol.startsWith("_Zn") || symbol.startsWith("_Zd");
+}
+
 // Symbols of Qt and of the system's libraries carry a version; what is needed without one must come from the
 // host.
 void BinaryTest::initTestCase()
@@ -42,7 +48,7 @@ void BinaryTest::initTestCase()
         const QString& name = columns.at(7);
         if (columns.at(6) != "UND")
             m_exported << name;
-        else if (!name.contains('@') && !name.startsWith("__")) // "__": the sanitizers' entry points
+        else if (!name.contains('@') && !isSanitizers(name))
             m_needed << name;
     }
     m_exported.sort();
