@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# What the shell completes for the programs, and that their man pages tell of every option.
+# usage: tst_completion.sh CANBENCH BOXSIM
+set -euo pipefail
+packaging=$(dirname "$0")/../packaging
+source "$packaging/completion/canbench"
+
+completed() # PROGRAM WORD... : what the last word is completed to
+{
+  local COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)) COMPREPLY=()
+  "$(complete -p "$(basename "$1")" | sed 's/.* -F \([^ ]*\) .*/\1/')" "$1"
+  echo "${COMPREPLY[*]}"
+}
+
+check() # EXPECTED ACTUAL
+{
+  [ "$1" = "$2" ] || { echo "expected '$1', got '$2'" >&2; exit 1; }
+}
+
+check '--car-model --car-model-index' "$(completed "$1" --car)"
+check '--exit-after-scenario' "$(completed "$2" --e)"
+check '--scenario' "$(completed "$2" --link x --s)"
+check 'de' "$(completed "$1" --language d)"
+check '' "$(completed "$1" --car-model --)"
+check "$packaging/man" "$(completed "$1" --settings-root "$packaging/m")"
+check "$packaging/man/boxsim.1" "$(completed "$2" --scenario "$packaging/man/b")"
+check '/dev/tty' "$(completed "$1" --port '' | tr ' ' '\n' | grep -x /dev/tty)"
+
+for program in "$@"; do
+  page=$packaging/man/$(basename "$program").1
+  for option in $(completed "$program" --); do
+    sed 's/\\-/-/g' "$page" | grep -qwe "$option" || { echo "$page does not tell of $option" >&2; exit 1; }
+  done
+done
