@@ -28,104 +28,117 @@ enum ParseState { Idle = 0, AwaitLength = 1, AwaitType = 2, AwaitPayload = 3, Aw
 constexpr int SignOfLife = 0xFF;
 constexpr int StatusAlive = 3;
 
-const QByteArray& acknowledgement()
-{
-    static const QByteArray byte = QByteArrayLiteral("\xFF");
-    return byte;
-}
-
-const QByteArray& rejection()
-{
-    static const QByteArray byte = QByteArrayLiteral("\xF0");
-    return byte;
-}
-
 } // namespace
+
+inline bool SimpleService::hasBytes() const
+{
+    return m_next != m_chunkEnd;
+}
+
+// The place in the chunk moves on before a byte takes effect, so that whatever a slot does, no byte is read
+// twice.
+inline int SimpleService::takeByte()
+{
+    return static_cast<unsigned char>(*m_next++);
+}
+
+inline void SimpleService::readIdle()
+{
+    const int byte = takeByte();
+    if (byte == FrameHeader)
+        m_parseState = AwaitType;
+    else if (byte == SignOfLife && m_next - m_chunk.constBegin() == 1)
+        acceptSignOfLife();
+}
+
+inline void SimpleService::readType()
+{
+    m_frameType = takeByte();
+    m_frameSum = m_frameType;
+    m_parseState = AwaitLength;
+}
+
+inline void SimpleService::readLength()
+{
+    m_frameRemaining = takeByte();
+    m_frameSum += m_frameRemaining;
+    m_payload.resize(m_frameRemaining); // keeps the memory
+    m_parseState = m_frameRemaining > 0 ? AwaitPayload : AwaitChecksum;
+}
+
+// As much of the payload as the chunk holds. Payloads are short: one loop is cheaper than a call to copy.
+inline void SimpleService::readPayload()
+{
+    const auto count = std::min<std::ptrdiff_t>(m_frameRemaining, m_chunkEnd - m_next);
+    m_next += count;
+    m_frameRemaining -= static_cast<int>(count);
+    const char* const in = m_next;
+    char* const out = m_payload.end() - m_frameRemaining;
+    int sum = m_frameSum;
+    for (auto i = -count; i != 0; ++i) {
+        out[i] = in[i];
+        sum += in[i];
+    }
+    m_frameSum = sum;
+    if (m_frameRemaining == 0)
+        m_parseState = AwaitChecksum;
+}
+
+// Idle again, and the payload out of the parser's hands, before the frame takes effect: a slot may run an
+// event loop that receives the next frame.
+inline void SimpleService::finishFrame(int checksum)
+{
+    m_parseState = Idle;
+    if (checksum != (~m_frameSum & 0xFF)) {
+        m_serialPort.writeData(QByteArrayLiteral("\xF0"), true);
+        CAN_ERROR << "checksum err!";
+        return;
+    }
+    m_serialPort.writeData(QByteArrayLiteral("\xFF"), true);
+    QByteArray payload;
+    payload.swap(m_payload);
+    dispatchEvent(m_frameType, payload);
+    // That loop may have left a frame half received, in a payload of its own.
+    if (m_parseState != AwaitPayload && m_parseState != AwaitChecksum)
+        payload.swap(m_payload);
+}
+
+// The steps of a frame, in the order of its bytes: each leads to the next one while the chunk lasts.
+void SimpleService::readChunk()
+{
+    while (hasBytes()) {
+        if (m_parseState == Idle)
+            readIdle();
+        if (m_parseState == AwaitType && hasBytes())
+            readType();
+        if (m_parseState == AwaitLength && hasBytes())
+            readLength();
+        if (m_parseState == AwaitPayload && hasBytes())
+            readPayload();
+        if (m_parseState == AwaitChecksum && hasBytes())
+            finishFrame(takeByte());
+    }
+}
 
 void SimpleService::onDataReady(QByteArray buf)
 {
     CAN_DEBUG << ConfigManager::instance()->getPluginFullPath();
     CAN_DEBUG << buf.toHex();
     // A slot that runs an event loop brings us here while an earlier chunk is not yet read to its end.
-    readChunk();
+    if (hasBytes())
+        readChunk();
     if (m_parseState != Idle && !m_parseOutTimer.isActive())
         m_parseOutTimer.start();
-    m_chunk = buf;
-    m_chunkRead = 0;
+    m_chunk.swap(buf);
+    m_next = m_chunk.constBegin();
+    m_chunkEnd = m_chunk.constEnd();
     readChunk();
 }
 
-// The place in the chunk moves on before a byte takes effect, so that whatever a slot does, no byte is read
-// twice.
-void SimpleService::readChunk()
+void SimpleService::acceptSignOfLife()
 {
-    while (m_chunkRead < m_chunk.size()) {
-        if (m_parseState == AwaitPayload) {
-            readPayload();
-        } else {
-            const int position = m_chunkRead++;
-            readByte(byteAt(m_chunk, position), position == 0);
-        }
-    }
-}
-
-// As much of the payload as the chunk holds.
-void SimpleService::readPayload()
-{
-    const int count = std::min(m_frameRemaining, m_chunk.size() - m_chunkRead);
-    const char* const bytes = m_chunk.constData() + m_chunkRead;
-    m_payload.append(bytes, count);
-    for (int i = 0; i < count; ++i)
-        m_frameSum += static_cast<unsigned char>(bytes[i]);
-    m_chunkRead += count;
-    m_frameRemaining -= count;
-    if (m_frameRemaining == 0)
-        m_parseState = AwaitChecksum;
-}
-
-void SimpleService::readByte(int byte, bool chunkStart)
-{
-    switch (m_parseState) {
-    case Idle:
-        if (byte == FrameHeader) {
-            m_parseState = AwaitType;
-        } else if (chunkStart && byte == SignOfLife) {
-            CAN_DEBUG << m_parseState << m_ackWaitCount;
-            markAlive();
-        }
-        break;
-    case AwaitType:
-        m_frameType = byte;
-        m_frameSum = byte;
-        m_parseState = AwaitLength;
-        break;
-    case AwaitLength:
-        m_frameRemaining = byte;
-        m_frameSum += byte;
-        m_payload.resize(0); // keeps the memory
-        m_parseState = m_frameRemaining > 0 ? AwaitPayload : AwaitChecksum;
-        break;
-    case AwaitChecksum:
-        finishFrame(byte);
-        break;
-    }
-}
-
-// Idle again, and the payload out of the parser's hands, before the frame takes effect: a slot may run an
-// event loop that receives the next frame.
-void SimpleService::finishFrame(int checksum)
-{
-    m_parseState = Idle;
-    if (checksum != (~m_frameSum & 0xFF)) {
-        m_serialPort.writeData(rejection(), true);
-        CAN_ERROR << "checksum err!";
-        return;
-    }
-    m_serialPort.writeData(acknowledgement(), true);
-    QByteArray payload;
-    payload.swap(m_payload);
-    dispatchEvent(m_frameType, payload);
-    payload.swap(m_payload);
+    CAN_DEBUG << m_parseState << m_ackWaitCount;
+    markAlive();
 }
 
 void SimpleService::onmParseOutTmrout()

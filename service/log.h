@@ -3,18 +3,25 @@
 #include <QDebug>
 #include <QLoggingCategory>
 
-#include <unistd.h>
+namespace canservice {
+
+/// A line of the default category with its first five parts: tag of @p type (QtDebugMsg or QtCriticalMsg),
+/// kernel thread id, @p function, @p line, "--". Out of line: there are many places that log, and few lines
+/// are seen.
+QDebug logLine(QtMsgType type, const char* file, int line, const char* function);
+
+} // namespace canservice
 
 // The one shape of a log line: tag, kernel thread id, signature of the logging function, source line, "--",
 // values. The values are streamed behind the macro. Qt would drop a filtered line only after it was
 // formatted, so the default category is asked first: a line that nobody sees costs that check and evaluates
 // no value.
-#define CAN_LOG(level, enabled, tag)                                                                         \
-    for (bool canLogOn = QLoggingCategory::defaultCategory()->enabled(); canLogOn; canLogOn = false)         \
-    QMessageLogger(__FILE__, __LINE__, Q_FUNC_INFO).level()                                                  \
-        << (tag) << static_cast<long>(::gettid()) << Q_FUNC_INFO << __LINE__ << "--"
+#define CAN_LOG(type, enabled)                                                                               \
+    for (bool canLogOn = Q_UNLIKELY(QLoggingCategory::defaultCategory()->enabled()); canLogOn;               \
+         canLogOn = false)                                                                                   \
+    canservice::logLine(type, __FILE__, __LINE__, Q_FUNC_INFO)
 
 /// An ordinary line.
-#define CAN_DEBUG CAN_LOG(debug, isDebugEnabled, "[DBG]")
+#define CAN_DEBUG CAN_LOG(QtDebugMsg, isDebugEnabled)
 /// An error.
-#define CAN_ERROR CAN_LOG(critical, isCriticalEnabled, "[ERR]")
+#define CAN_ERROR CAN_LOG(QtCriticalMsg, isCriticalEnabled)

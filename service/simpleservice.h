@@ -406,9 +406,14 @@ private slots:
 
 private:
     void readChunk();
+    bool hasBytes() const;
+    int takeByte();
+    void readIdle();
+    void readType();
+    void readLength();
     void readPayload();
-    void readByte(int byte, bool chunkStart);
     void finishFrame(int checksum);
+    void acceptSignOfLife();
     void markAlive();
     void writeFrame(unsigned char type, unsigned char length, const QByteArray& data, bool flag);
     bool applyRadarCodes(const QByteArray& payload, int firstEntry);
@@ -468,10 +473,11 @@ protected:
     UnitData m_unitData;
 
     // Beyond the table above, each for its own topic.
-    QByteArray m_chunk;          ///< what the port delivered last
-    int m_chunkRead = 0;         ///< bytes of it that the parser has read
-    QByteArray m_versionPayload; ///< the bytes of m_versionString
-    QString m_work;              ///< room for updataString() to build a text in
+    QByteArray m_chunk;               ///< what the port delivered last
+    const char* m_next = nullptr;     ///< its first byte that the parser has not read
+    const char* m_chunkEnd = nullptr; ///< its end
+    QByteArray m_versionPayload;      ///< the bytes of m_versionString
+    QString m_work;                   ///< room for updataString() to build a text in
 };
 
 } // namespace canservice
