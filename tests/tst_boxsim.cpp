@@ -10,67 +10,13 @@ using namespace boxsim;
 
 namespace {
 
-// statement ("; " between several) | what the box sends
-const char* const statementRows = R"(
-door fr open                            | 2E 24 02 80 00 59
-driving-position 1                      | 2E 24 02 00 08 D1
-radar front middle-right 5              | 2E 1D 04 00 00 05 00 D9
-silent; radar rear left 2; answering; other-info on | 2E 1E 05 02 00 00 00 20 BA
-tyre rl 32 psi                          | 2E 25 06 85 21 21 20 23 00 CA
-silent; tyre rr none; answering; tyre unit kPa | 2E 25 06 86 5C 5C 60 FF 00 37
-tyre invalid                            | 2E 25 06 00 17 17 18 18 00 76
-trip b none                             | 2E 21 09 01 23 FF FF 01 F4 01 00 64 59
-fuel instant 70                         | 2E 22 03 02 02 BC 1A
-fuel history 5 6.5                      | 2E 23 0B 02 00 44 00 47 00 41 00 4A 00 41 78
-fuel unit 0x10      | 2E 22 03 10 00 48 82 2E 23 0B 10 00 44 00 47 00 41 00 4A 00 45 66
-climate fan 7                           | 2E 28 0A 00 07 09 09 00 00 00 0D 00 00 A7
-climate right high                      | 2E 28 0A 00 02 09 1F 00 00 00 0D 00 00 96
-climate left 15                         | 2E 28 0A 00 02 24 09 00 00 00 0D 00 00 91
-silent; climate fahrenheit on; answering; climate left low | 2E 28 0A 00 02 00 48 01 00 00 0D 00 00 75
-seat rear-left heat 3                   | 2E 28 0A 00 02 09 09 00 00 00 0D 30 00 7C
-seat left ventilation 2                 | 2E 58 05 00 00 20 00 00 82
-key swc 5 press                         | 2E 20 02 05 01 D7
-key panel 17 release                    | 2E 2A 02 11 00 C2
-key bt 1 press                          | 2E 2F 02 01 01 CC
-camera 1                                | 2E 32 02 04 00 C7
-version V1.0                            | 2E 30 04 56 31 2E 30 E6
-corrupt; send 0x32                      | 2E 32 02 00 00 34
-truncate 2; noise 00 11; send 0x32      | 00 11 2E 32 02 00
-drop 2; send 0x32; raw FF 2E            | 02 00 00 CB FF 2E
-)";
-
-// frame of the head unit | what it means | what the box sends
-const char* const commandRows = R"(
-2E8101017C           | head unit: start      | FF 2E 30 0A 42 4F 58 53 49 4D 20 31 2E 30 44 2E 24 02 00 00 D9
-2E810201007B         | frame 0x81 with 2 bytes, expected 1     | FF
-2E900232FF3C         | request 0x32, system info               | FF 2E 32 02 00 00 CB
-2EE00201011B         | climate key: climate power off          | FF 2E 28 0A 80 02 09 09 00 00 00 0D 00 00 2C
-2EE00201001C         | climate key 0x01 released               | FF
-2EE002070115         | climate key: climate wind 7             | FF 2E 28 0A 00 E2 09 09 00 00 00 0D 00 00 CC
-2EC70600000001000031 | climate key: climate left 21.5          | FF 2E 28 0A 00 02 08 09 00 00 00 0D 00 00 AD
-2EC706000040000000F2 | climate key: seat left heat 1           | FF 2E 58 05 10 00 00 00 00 92
-2EC7060000000000082A | climate key: climate glass-heat on      | FF 2E 28 0A 00 02 09 09 00 08 00 0D 00 00 A4
-2E8302240155         | fuel unit: 0x01 | FF 2E 22 03 01 00 48 91 2E 23 0B 01 00 44 00 47 00 41 00 4A 00 45 75
-2E8302390140         | driving position: 1                     | FF 2E 24 02 00 08 D1
-2E98060101900190003E | touch at 400, 400                       | FF
-2EE2010715           | car model: 7                            | FF
-)";
-
-// bytes | the kinds of what is found in them
-const char* const receiverRows = R"(
-2E900224FF4A         | Good
-2E3000CF             | Good
-2E24022E00AB         | Good
-FF2E8101017CF0       | Ack Good Nak
-0011222E8101017C     | Noise Good
-2E8101017D2E8101017C | BadChecksum Good
-)";
-
-/// One test row a line of @p text, named after its first field.
-void addRows(const char* text)
+/// One test row a line of the file, named after its first field.
+void addRows(const QString& name)
 {
     QTest::addColumn<QStringList>("fields");
-    for (const QString& line : QString(text).split('\n', Qt::SkipEmptyParts)) {
+    QFile file(SOURCE_FOLDER "/tests/boxsim/" + name);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    for (const QString& line : QString(file.readAll()).split('\n', Qt::SkipEmptyParts).mid(1)) {
         QStringList fields = line.split('|');
         for (QString& field : fields)
             field = field.trimmed();
@@ -111,7 +57,7 @@ class TestBoxsim : public QObject
     Q_OBJECT
 
 private slots:
-    void statementSends_data() { addRows(statementRows); }
+    void statementSends_data() { addRows("statements.txt"); }
     void statementSends()
     {
         QFETCH(QStringList, fields);
@@ -119,7 +65,7 @@ private slots:
         QCOMPARE(box.after(fields[0]), fields[1]);
     }
 
-    void headUnitCommand_data() { addRows(commandRows); }
+    void headUnitCommand_data() { addRows("commands.txt"); }
     void headUnitCommand()
     {
         QFETCH(QStringList, fields);
@@ -130,7 +76,7 @@ private slots:
         QCOMPARE(react(car, Receiver().feed(bytes, 0).first().frame).meaning, fields[1]);
     }
 
-    void receiverFindsInAnyChunks_data() { addRows(receiverRows); }
+    void receiverFindsInAnyChunks_data() { addRows("receiver.txt"); }
     void receiverFindsInAnyChunks()
     {
         const QStringList names{"Good", "BadChecksum", "Unfinished", "Ack", "Nak", "Noise"};
