@@ -1,0 +1,65 @@
+// Prints what the host's interface is for this compiler and architecture, in the form in which tests/abi
+// keeps it. usage: contract slots|layout|metadata
+
+#include "operations.h"
+
+#include <serialport.h>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPluginLoader>
+
+#include <cxxabi.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <typeinfo>
+
+static QByteArray signature(const std::type_info& member)
+{
+    char* text = abi::__cxa_demangle(member.name(), nullptr, nullptr, nullptr);
+    const QByteArray result = QByteArray(text).replace(" (CanServiceBase::*)", " ");
+    std::free(text);
+    return result;
+}
+
+static void printSlots()
+{
+#define OPERATION(number, name, ...)                                                                         \
+    std::printf("OPERATION(%d, %s, %s)\n", operation(#name).slot, #name,                                     \
+                signature(typeid(&CanServiceBase::name)).constData());
+#include "slots.inc"
+}
+
+static void printLayout()
+{
+#define RECORD(record, bytes) std::printf("RECORD(%s, %zu)\n", #record, sizeof(record));
+#define FIELD(record, field, offset)                                                                         \
+    std::printf("FIELD(%s, %s, %zu)\n", #record, #field, offsetof(record, field));
+#if QT_POINTER_SIZE == 4
+#include "layout32.inc"
+#else
+#include "layout64.inc"
+#endif
+}
+
+// All of it but the two entries that tell a debug build, which no host asks for.
+static void printMetadata()
+{
+    QJsonObject data = QPluginLoader(PLUGIN_FILE).metaData();
+    data.remove("debug");
+    data.remove("archreq");
+    std::fputs(QJsonDocument(data).toJson().constData(), stdout);
+}
+
+int main(int, char** argv)
+{
+    const QByteArray part(argv[1]);
+    if (part == "slots")
+        printSlots();
+    else if (part == "layout")
+        printLayout();
+    else
+        printMetadata();
+    return 0;
+}
