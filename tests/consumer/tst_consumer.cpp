@@ -144,7 +144,7 @@ void ConsumerTest::firstByte()
     QVERIFY2(service, qPrintable(loader.errorString()));
     service->start();
     QVERIFY(firstByteNs > 0);
-    QTest::setBenchmarkResult(static_cast<qreal>(firstByteNs) / 1e6, QTest::WalltimeMilliseconds);
+    qInfo("first byte after %.2f ms", static_cast<double>(firstByteNs) / 1e6);
     delete service;
 }
 
