@@ -86,12 +86,16 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
     Script script([&](const QString& line) { execute({service, car, report, script}, line); });
     QObject::connect(&script, &Script::ended, &QCoreApplication::exit);
 
-    const auto onBytes = [&](const QString& direction, const QByteArray& bytes) {
+    const auto writeDown = [&](const QString& direction, const QByteArray& bytes) {
         const QString line = report.stamp() + ' ' + direction + ' ' + bytes.toHex().toUpper() + '\n';
         if (options.trace)
             std::cerr << line.toStdString();
         if (capture.isOpen())
             capture.write(line.toUtf8());
+    };
+    const auto onBytes = [&](const QString& direction, const QByteArray& bytes) {
+        if (options.trace || capture.isOpen())
+            writeDown(direction, bytes);
         script.add({direction, {}, bytes});
     };
     LineWatch& line = LineWatch::instance();

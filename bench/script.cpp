@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int eventLimit = 1000; // of what has happened, the oldest is forgotten
+constexpr std::size_t eventLimit = 1000; // of what has happened, the oldest is forgotten
 
 QString toText(const Event& event)
 {
@@ -95,8 +95,8 @@ void Script::expect(const Event& event, std::chrono::milliseconds limit)
 void Script::add(const Event& event)
 {
     if (m_events.size() == eventLimit)
-        m_events.removeFirst();
-    m_events.append(event);
+        m_events.pop_front();
+    m_events.push_back(event);
     if (!m_expecting || !takeExpected())
         return;
     m_expecting = false;
@@ -107,8 +107,8 @@ void Script::add(const Event& event)
 bool Script::takeExpected()
 {
     QByteArray bytes;
-    for (int i = 0; i < m_events.size(); ++i) {
-        const Event& event = m_events[i];
+    for (auto i = m_events.begin(); i != m_events.end(); ++i) {
+        Event& event = *i;
         if (event.what != m_expected.what)
             continue;
         bytes.append(event.bytes);
@@ -116,8 +116,8 @@ bool Script::takeExpected()
         const auto shown = [&event](const QString& part) { return event.parts.contains(part); };
         if (at < 0 || !std::all_of(m_expected.parts.begin(), m_expected.parts.end(), shown))
             continue;
-        m_events[i].bytes = bytes.mid(at + m_expected.bytes.size());
-        m_events.remove(0, m_events[i].bytes.isEmpty() ? i + 1 : i);
+        event.bytes = bytes.mid(at + m_expected.bytes.size());
+        m_events.erase(m_events.begin(), event.bytes.isEmpty() ? i + 1 : i);
         return true;
     }
     return false;
@@ -130,7 +130,7 @@ void Script::resume()
         QString text = "expected " + toText(m_expected) + " in vain";
         for (const Event& event : m_events)
             text += "\n    " + toText(event);
-        fail(ExpectationFailed, text + (m_events.isEmpty() ? "; nothing came" : ""));
+        fail(ExpectationFailed, text + (m_events.empty() ? "; nothing came" : ""));
     }
     run();
 }

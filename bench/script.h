@@ -2,9 +2,9 @@
 
 #include <QObject>
 #include <QTimer>
-#include <QVector>
 
 #include <chrono>
+#include <deque>
 #include <functional>
 
 /// How canbench ends.
@@ -86,5 +86,5 @@ private:
     QTimer m_pause;
     bool m_expecting = false;
     Event m_expected;
-    QVector<Event> m_events;
+    std::deque<Event> m_events; // the oldest is forgotten again and again, so not a vector
 };
