@@ -70,7 +70,7 @@ void SimpleService::doInsFuelInfo(int, QByteArray& payload)
     float value = tenths(raw);
     CAN_DEBUG << value;
     const FuelUnit* const unit = findUnit(payload);
-    if (unit && raw != NoValue)
+    if (unit)
         value = std::min(value, unit->limit);
     bool changed = false;
     updataString(value, raw, NoValue, m_fuelConsumptionData.texts[0], changed, m_work, m_insFuelUnitText);

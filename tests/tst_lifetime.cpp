@@ -107,7 +107,8 @@ void LifetimeTest::nestedEventLoop()
             return;
         m_host.onSignal = nullptr;
         QEventLoop loop;
-        QTimer::singleShot(100, &loop, [&] { m_host.receive(hex("08 00 D1 2E 32 02 04 00 C7")); });
+        QTimer::singleShot(100, &loop,
+                           [&] { m_host.receive(hex("08 00 D1 2E 32 02 04 00 C7 2E 24 02 40")); });
         QTimer::singleShot(200, &loop, &QEventLoop::quit);
         loop.exec();
         QCOMPARE(m_host.service().getDoorStatus(), 0x08);
@@ -122,6 +123,9 @@ void LifetimeTest::nestedEventLoop()
                                "canDrivingPositionChanged()"};
     QCOMPARE(m_host.take(), expected);
     QCOMPARE(m_host.service().getCanDrivingPosition(), 1);
+    m_host.receive(hex("00 99")); // the end of a frame that began in the slot
+    QCOMPARE(m_host.service().getDoorStatus(), 0x40);
+    m_host.take();
     VirtualClock::instance().advance(1000);
     receiveAll();
     QCOMPARE(m_host.take().filter("write FF").size(), static_cast<int>(std::size(frames)));

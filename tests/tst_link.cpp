@@ -21,6 +21,7 @@ private slots:
     void logLines();
     void slotSeesNewValue();
     void instanceIsRecreated();
+    void lostLinkIsNotPolled();
     void metaObject();
 
 private:
@@ -144,6 +145,13 @@ void LinkTest::instanceIsRecreated()
     QCOMPARE(m_host.take(), QStringList("open  38400"));
     QCOMPARE(m_host.service().getDoorStatus(), 0);
     QCOMPARE(m_host.service().getCanDrivingPosition(), 2);
+}
+
+void LinkTest::lostLinkIsNotPolled()
+{
+    m_host.receiveFrame(0x2C, {});
+    VirtualClock::instance().advance(120000);
+    QCOMPARE(m_host.take().filter("2E 90").size(), 1);
 }
 
 void LinkTest::metaObject()

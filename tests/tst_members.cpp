@@ -78,6 +78,8 @@ void MembersTest::valuesWithoutFrame()
     QCOMPARE(service.getTimeAllMileage(), 19788.7F);
     service.m_totalMileageData.chop(2);
     QCOMPARE(service.getTimeAllMileage(), 19660.8F);
+    service.m_totalMileageData = QByteArray::fromHex("000000000101d3");
+    QVERIFY(service.getOilAllMileage() == 6600.2998F); // to the last bit: QCOMPARE is lenient
     service.m_temperatureTextDirty = true;
     QCOMPARE(service.getTemperatureStr(), QString("1000.0\u2103"));
     QVERIFY(!service.m_temperatureTextDirty);
