@@ -5,6 +5,9 @@
 
 namespace canservice {
 
+/// Qt's category of the lines; looked up once, since it is asked for every line.
+inline const QLoggingCategory& logCategory = *QLoggingCategory::defaultCategory();
+
 /// A line of the default category with its first five parts: tag of @p type (QtDebugMsg or QtCriticalMsg),
 /// kernel thread id, @p function, @p line, "--". Out of line: there are many places that log, and few lines
 /// are seen.
@@ -17,8 +20,7 @@ QDebug logLine(QtMsgType type, const char* file, int line, const char* function)
 // formatted, so the default category is asked first: a line that nobody sees costs that check and evaluates
 // no value.
 #define CAN_LOG(type, enabled)                                                                               \
-    for (bool canLogOn = Q_UNLIKELY(QLoggingCategory::defaultCategory()->enabled()); canLogOn;               \
-         canLogOn = false)                                                                                   \
+    for (bool canLogOn = Q_UNLIKELY(canservice::logCategory.enabled()); canLogOn; canLogOn = false)          \
     canservice::logLine(type, __FILE__, __LINE__, Q_FUNC_INFO)
 
 /// An ordinary line.
