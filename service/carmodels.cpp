@@ -16,7 +16,7 @@ bool SimpleService::isCarModelListed(const char* enumeration, const char* label)
     const QMetaEnum models = staticMetaObject.enumerator(staticMetaObject.indexOfEnumerator(enumeration));
     const int id = CanBusManager::instance()->getCarModelId();
     CAN_DEBUG << models.keyCount();
-    for (int i = 0; i < models.keyCount(); ++i) {
+    for (int i = 0, count = models.keyCount(); i < count; ++i) {
         if (models.value(i) == id) {
             CAN_DEBUG << label << QString::fromLatin1(models.valueToKey(id)) << " = " << id;
             return true;
