@@ -1,0 +1,70 @@
+// What stands at the head unit's end of the line at the least: acknowledges each good frame and does no more.
+// usage: linepeer poll|direct|queued DEVICE     without Qt; with QSerialPort, whose signal is taken at once
+// or queued
+
+#include "idealparser.h"
+
+#include <QCoreApplication>
+#include <QSerialPort>
+
+#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <string>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+int device = -1;
+QSerialPort* port = nullptr;
+
+int runPoll(const char* path)
+{
+    device = open(path, O_RDWR | O_NOCTTY);
+    termios line{};
+    tcgetattr(device, &line);
+    cfmakeraw(&line);
+    tcsetattr(device, TCSANOW, &line);
+    IdealParser parser([](int, const unsigned char*, int) { static_cast<void>(!write(device, "\xFF", 1)); });
+    pollfd event{device, POLLIN, 0};
+    char chunk[256];
+    while (poll(&event, 1, -1) > 0) {
+        const ssize_t count = read(device, chunk, sizeof chunk);
+        if (count <= 0)
+            break;
+        parser.receive(chunk, static_cast<int>(count));
+    }
+    return 0;
+}
+
+int runQSerialPort(const char* path, Qt::ConnectionType connection)
+{
+    int argc = 0;
+    QCoreApplication app(argc, nullptr);
+    QSerialPort serial(QString::fromLocal8Bit(path));
+    serial.setBaudRate(38400);
+    port = &serial;
+    IdealParser parser([](int, const unsigned char*, int) { port->write("\xFF", 1); });
+    const auto receive = [&] {
+        const QByteArray chunk = serial.readAll();
+        parser.receive(chunk.constData(), chunk.size());
+    };
+    QObject::connect(&serial, &QSerialPort::readyRead, &app, receive, connection);
+    return serial.open(QIODevice::ReadWrite) ? QCoreApplication::exec() : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const std::string way = argc == 3 ? argv[1] : "";
+    if (way == "poll")
+        return runPoll(argv[2]);
+    if (way == "direct")
+        return runQSerialPort(argv[2], Qt::DirectConnection);
+    if (way == "queued")
+        return runQSerialPort(argv[2], Qt::QueuedConnection);
+    std::fprintf(stderr, "usage: linepeer poll|direct|queued DEVICE\n");
+    return 2;
+}
