@@ -128,10 +128,11 @@ void SerialPort::Private::lose(QSerialPort::SerialPortError error)
     handOn(rest);
 }
 
+// QIODevice::readAll() would move 16 KiB of memory about for every chunk.
 void SerialPort::Private::receive()
 {
     if (m_device.isOpen())
-        handOn(m_device.readAll());
+        handOn(m_device.read(m_device.bytesAvailable()));
 }
 
 // The service may close or delete the port while it handles the chunk, so nothing is done after that.
