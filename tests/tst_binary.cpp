@@ -48,10 +48,11 @@ private:
     QStringList m_needed;
 };
 
-// A sanitizer's entry points, and operators new and delete, which it replaces.
+// The host's symbols are C++. A sanitizer needs its own entry points and stands in for functions of C, new
+// and delete.
 static bool isSanitizers(const QString& symbol)
 {
-    return symbol.startsWith("__") || symbol.startsWith("_Zn") || symbol.startsWith("_Zd");
+    return !symbol.startsWith("_Z") || symbol.startsWith("_Zn") || symbol.startsWith("_Zd");
 }
 
 // Symbols of Qt and of the system's libraries carry a version; what is needed without one must come from the

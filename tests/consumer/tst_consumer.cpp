@@ -34,13 +34,13 @@ int canservice::SerialPort::writeData(const QByteArray& data, bool)
         firstByteNs = sinceLoad.nsecsElapsed();
     return data.size();
 }
-CanBusManager* CanBusManager::instance() { return nullptr; }
+CanBusManager* CanBusManager::instance() { static CanBusManager manager; return &manager; }
 int CanBusManager::getCarModelId() { return 153; }
 int CanBusManager::getHwdCarModelIndex() { return 255; }
-canservice::ConfigManager* canservice::ConfigManager::instance() { return nullptr; }
+canservice::ConfigManager* canservice::ConfigManager::instance() { static ConfigManager manager; return &manager; }
 QString canservice::ConfigManager::getPluginFullPath() { return PLUGIN_FILE; }
-mem::SettingsUtil* mem::SettingsUtil::instance() { return nullptr; }
-mem::SettingsExe* mem::SettingsUtil::getSaver() { return nullptr; }
+mem::SettingsUtil* mem::SettingsUtil::instance() { static SettingsUtil util; return &util; }
+mem::SettingsExe* mem::SettingsUtil::getSaver() { static SettingsExe saver; return &saver; }
 int mem::SettingsExe::getValue(QString, QString, bool) { return 0; }
 QString Translator::translate(int id) { return QString::number(id); }
 // clang-format on
