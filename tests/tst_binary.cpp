@@ -21,10 +21,10 @@ template<typename Signature> using Member = Signature CanServiceBase::*;
 #include "abi/slots.inc"
 #undef OPERATION
 #define RECORD(record, bytes)                                                                                \
-    static_assert(sizeof(record) == bytes,                                                                   \
+    static_assert(sizeof(record) == (bytes),                                                                 \
                   "a host that is built already has " #record " in " #bytes " bytes");
 #define FIELD(record, field, offset)                                                                         \
-    static_assert(offsetof(record, field) == offset,                                                         \
+    static_assert(offsetof(record, field) == (offset),                                                       \
                   "a host that is built already has " #record "::" #field " at offset " #offset);
 #if QT_POINTER_SIZE == 4
 #include "abi/layout32.inc"

@@ -18,7 +18,7 @@
 static QByteArray signature(const std::type_info& member)
 {
     char* text = abi::__cxa_demangle(member.name(), nullptr, nullptr, nullptr);
-    const QByteArray result = QByteArray(text).replace(" (CanServiceBase::*)", " ");
+    QByteArray result = QByteArray(text).replace(" (CanServiceBase::*)", " ");
     std::free(text);
     return result;
 }
@@ -49,7 +49,7 @@ static void printMetadata()
     QJsonObject data = QPluginLoader(PLUGIN_FILE).metaData();
     data.remove("debug");
     data.remove("archreq");
-    std::fputs(QJsonDocument(data).toJson().constData(), stdout);
+    std::printf("%s", QJsonDocument(data).toJson().constData());
 }
 
 int main(int, char** argv)
