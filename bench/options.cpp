@@ -86,7 +86,7 @@ Options readOptions(const QStringList& arguments)
     if (parser.isSet("version"))
         parser.showVersion();
     if (!parser.positionalArguments().isEmpty())
-        refuse("unexpected argument " + parser.positionalArguments().first());
+        refuse("unexpected argument " + parser.positionalArguments().constFirst());
     if (!parser.isSet("port") || !parser.isSet("car-model"))
         refuse("--port and --car-model are needed");
     if (!languages().contains(parser.value("language")))

@@ -58,7 +58,7 @@ Options readOptions()
                     parser.isSet("exit-after-scenario")};
     QString error = understood ? QString() : parser.errorText();
     if (!parser.positionalArguments().isEmpty())
-        error = QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().first());
+        error = QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst());
     else if (!options.device.isEmpty() && !options.link.isEmpty())
         error = QStringLiteral("--link goes with a pseudo-terminal, not with --port.");
     else if (options.exitAfterScenario && options.scenario.isEmpty())

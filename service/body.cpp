@@ -81,7 +81,7 @@ float SimpleService::getSpeed()
 
 QString SimpleService::getSpeedUnit()
 {
-    return QStringLiteral("speedUnit");
+    return QLatin1String("speedUnit");
 }
 
 float SimpleService::getTemperature()

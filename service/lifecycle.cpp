@@ -70,7 +70,7 @@ void SimpleService::start()
     sendStart();
     sendBodyConreolSet(command::Startup, 1);
     const int drivingPosition = mem::SettingsUtil::instance()->getSaver()->getValue(
-        QStringLiteral("DriverPosition"), QStringLiteral("/media/flash/nvm/factory/settings.ini"), false);
+        QLatin1String("DriverPosition"), QLatin1String("/media/flash/nvm/factory/settings.ini"), false);
     sendBodyConreolSet(command::DrivingPosition, static_cast<unsigned char>(drivingPosition));
     const int index = CanBusManager::instance()->getHwdCarModelIndex();
     const auto indexByte = static_cast<unsigned char>(index);

@@ -437,7 +437,7 @@ protected:
     qint32 m_doorStatus = 0;              ///< door bits, see CanServiceBase::getDoorStatus()
     float m_outsideTemperature = 1000.0F; ///< no frame carries it
     bool m_temperatureTextDirty = false;  ///< m_temperatureText must be built anew
-    QString m_temperatureUnit = QStringLiteral("\u2103");
+    QString m_temperatureUnit = QChar(0x2103);
     QString m_temperatureText;
     QTimer m_longPressTimer;
     qint32 m_pressedKey = 0; ///< host key code of the held key, 0 to 255

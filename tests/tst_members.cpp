@@ -86,7 +86,7 @@ void MembersTest::valuesWithoutFrame()
     QString text;
     QString work;
     bool changed = false;
-    service.updataString(-0.5F, 0, 1, text, changed, work, "km");
+    Service::updataString(-0.5F, 0, 1, text, changed, work, "km");
     QCOMPARE(text, QString("-0.5km"));
     QVERIFY(changed);
 }
