@@ -1,7 +1,6 @@
 // Receiving: frames are reassembled from the chunks of the serial line, checked, acknowledged and dispatched.
 //
-//   0x2E | type | length | payload | checksum        checksum = inverted 8-bit sum of type, length and
-//   payload
+//   0x2E | type | length | payload | checksum      checksum: inverted 8-bit sum of the three before it
 //
 // Recovery: there is no escaping and no end mark, so a header byte is looked for only while idle. A bad
 // checksum is answered with a rejection and drops the frame; the bytes behind it are scanned for a header
