@@ -73,7 +73,7 @@ private slots:
         QCOMPARE(box.answerTo(fields[0]), fields[2]);
         Car car;
         const QByteArray bytes = QByteArray::fromHex(fields[0].toLatin1());
-        QCOMPARE(react(car, Receiver().feed(bytes, 0).first().frame).meaning, fields[1]);
+        QCOMPARE(react(car, Receiver().feed(bytes, 0).constFirst().frame).meaning, fields[1]);
     }
 
     void receiverFindsInAnyChunks_data() { addRows("receiver.txt"); }

@@ -152,7 +152,9 @@ void CanbenchTest::jsonAndCapture()
     QVERIFY(capture.open(QIODevice::ReadOnly));
     const QString text = capture.readAll();
     QVERIFY(text.startsWith("# date: "));
-    QVERIFY(text.contains(QRegularExpression(R"(\(\d+\.\d{6}\) rx 2E2402400099\n\(\d+\.\d{6}\) tx FF\n)")));
+    static const QRegularExpression doorAndAnswer(
+        R"(\(\d+\.\d{6}\) rx 2E2402400099\n\(\d+\.\d{6}\) tx FF\n)");
+    QVERIFY(text.contains(doorAndAnswer));
 }
 
 void CanbenchTest::lineComesBack()

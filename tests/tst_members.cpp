@@ -54,10 +54,10 @@ void MembersTest::brightness()
         {3, {{0, 0}, {6, 1}, {13, 2}, {20, 3}}},
         {10,
          {{0, 0}, {2, 1}, {4, 2}, {6, 3}, {8, 4}, {10, 5}, {12, 6}, {14, 7}, {16, 8}, {18, 9}, {20, 10}}}};
-    for (const int levels : expected.keys()) {
+    for (auto row = expected.begin(); row != expected.end(); ++row) {
         Map map;
-        service.lightBrightnessTransform(static_cast<unsigned char>(levels), map);
-        QCOMPARE(map, expected[levels]);
+        service.lightBrightnessTransform(static_cast<unsigned char>(row.key()), map);
+        QCOMPARE(map, row.value());
     }
     QCOMPARE(service.m_brightnessTable, Table{});
     Map map{{7, 7}};
