@@ -96,7 +96,7 @@ void LinkTest::logLines_data()
         << R"(^\[ERR\] %1 void canservice::SimpleService::\w+\(int\) \d+ -- checksum err!$)";
     QTest::newRow("decoder, numbers")
         << "2E 24 01 00 DA"
-        << R"(^\[DBG\] %1 void canservice::SimpleService::doBaseInfo\(int, QByteArray&\) \d+ -- paraBuf size: 1$)";
+        << R"(^\[DBG\] %1 void canservice::SimpleService::doBaseInfo\(int, QByteArray ?&\) \d+ -- paraBuf size: 1$)";
 }
 
 void LinkTest::logLines()
