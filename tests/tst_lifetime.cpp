@@ -46,6 +46,7 @@ private slots:
     void init();
     void everyOperation();
     void stopAndStart();
+    void nestedEventLoop_data();
     void nestedEventLoop();
     void deleteLater();
 
@@ -98,17 +99,28 @@ void LifetimeTest::stopAndStart()
     QCOMPARE(m_host.take().filter("write FF").size(), 1);
 }
 
+void LifetimeTest::nestedEventLoop_data()
+{
+    QTest::addColumn<QString>("begun");
+    QTest::addColumn<QString>("rest");
+    QTest::newRow("within the payload") << "2E 24 02 40"
+                                        << "00 99";
+    QTest::newRow("before the checksum") << "2E 24 02 40 00"
+                                         << "99";
+}
+
 // The slot of the first signal runs an event loop that receives the end of a frame that the outer chunk
 // began.
 void LifetimeTest::nestedEventLoop()
 {
+    QFETCH(QString, begun);
+    QFETCH(QString, rest);
     m_host.onSignal = [&](const QString& signal) {
         if (signal != "doorChanged()")
             return;
         m_host.onSignal = nullptr;
         QEventLoop loop;
-        QTimer::singleShot(100, &loop,
-                           [&] { m_host.receive(hex("08 00 D1 2E 32 02 04 00 C7 2E 24 02 40")); });
+        QTimer::singleShot(100, &loop, [&] { m_host.receive(hex("08 00 D1 2E 32 02 04 00 C7" + begun)); });
         QTimer::singleShot(200, &loop, &QEventLoop::quit);
         loop.exec();
         QCOMPARE(m_host.service().getDoorStatus(), 0x08);
@@ -123,7 +135,7 @@ void LifetimeTest::nestedEventLoop()
                                "canDrivingPositionChanged()"};
     QCOMPARE(m_host.take(), expected);
     QCOMPARE(m_host.service().getCanDrivingPosition(), 1);
-    m_host.receive(hex("00 99")); // the end of a frame that began in the slot
+    m_host.receive(hex(rest)); // the end of a frame that began in the slot
     QCOMPARE(m_host.service().getDoorStatus(), 0x40);
     m_host.take();
     VirtualClock::instance().advance(1000);
