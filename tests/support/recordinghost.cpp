@@ -87,6 +87,8 @@ int RecordingHost::qt_metacall(QMetaObject::Call call, int id, void** arguments)
     id = QObject::qt_metacall(call, id, arguments);
     if (id < 0 || call != QMetaObject::InvokeMetaMethod)
         return id;
+    if (onWrite)
+        return -1;
     const QMetaMethod signal = CanServiceBase::staticMetaObject.method(id);
     QStringList values;
     for (int i = 0; i < signal.parameterCount(); ++i)
@@ -152,8 +154,11 @@ void canservice::SerialPort::close()
 
 int canservice::SerialPort::writeData(const QByteArray& data, bool flag)
 {
-    host().note(
-        QStringLiteral("%1 %2 %3").arg(d->open ? "write" : "lost", spaced(data), flag ? "true" : "false"));
+    if (host().onWrite)
+        host().onWrite(data);
+    else
+        host().note(QStringLiteral("%1 %2 %3")
+                        .arg(d->open ? "write" : "lost", spaced(data), flag ? "true" : "false"));
     return d->open ? data.size() : -1;
 }
 

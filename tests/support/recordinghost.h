@@ -50,6 +50,9 @@ public:
 
     /// Called for each signal, right after it was written down.
     std::function<void(const QString& signal)> onSignal;
+    /// When set: called with each write, and neither writes nor signals are written down. For runs whose
+    /// journal would cost too much.
+    std::function<void(const QByteArray& bytes)> onWrite;
     canservice::SerialPort* port = nullptr;
     /// The whole text of the last log line that was written down.
     QString lastLogLine;

@@ -1,0 +1,186 @@
+#include "session.h"
+
+#include "recordinghost.h"
+#include "virtualclock.h"
+
+#include <QCoreApplication>
+
+#include <numeric>
+
+namespace {
+
+constexpr int WatchdogMs = 500;
+
+RecordingHost& host()
+{
+    return RecordingHost::instance();
+}
+
+void require(bool holds, const char* what, const QByteArray& bytes = {})
+{
+    if (!holds)
+        qFatal("%s: %s", what, bytes.toHex(' ').constData());
+}
+
+// With the inverted sum at the end, all bytes behind the header sum up to 0xFF.
+bool isGood(const QByteArray& frame)
+{
+    return std::accumulate(frame.begin() + 1, frame.end(), 0u) % 256 == 255;
+}
+
+bool isFrameToBox(const QByteArray& frame)
+{
+    static const QByteArray lengths =
+        QByteArray::fromHex("810183029002980699229d03c706e002e201"); // type, length, type, ...
+    const int type = lengths.indexOf(frame.mid(1, 2));
+    return frame.startsWith('\x2E') && frame.size() == frame.at(2) + 4 && type % 2 == 0 && isGood(frame);
+}
+
+} // namespace
+
+QByteArray Reference::receive(const QByteArray& chunk, qint64 now)
+{
+    QByteArray answers;
+    if (!m_frame.isEmpty() && m_due < 0)
+        m_due = now + WatchdogMs;
+    for (const char byte : chunk) {
+        if (m_frame.isEmpty() && byte != '\x2E')
+            continue;
+        m_frame.append(byte);
+        if (m_frame.size() < 4 || m_frame.size() < 4 + static_cast<unsigned char>(m_frame.at(2)))
+            continue;
+        const bool good = isGood(m_frame);
+        answers.append(good ? '\xFF' : '\xF0');
+        if (good)
+            m_due = -1;
+        m_frame.clear();
+    }
+    return answers;
+}
+
+void Reference::passTime(qint64 now)
+{
+    if (m_due < 0 || now < m_due)
+        return;
+    m_due = -1;
+    m_frame.clear();
+}
+
+Session::Session()
+{
+    host().restart();
+    host().onWrite = [this](const QByteArray& bytes) { check(bytes); };
+}
+
+void Session::check(const QByteArray& written)
+{
+    if (m_receiving)
+        m_answers.append(written);
+    else
+        require(written == m_raw || isFrameToBox(written), "wrote what is no frame", written);
+}
+
+void Session::receive(const QByteArray& chunk)
+{
+    m_answers.clear();
+    m_receiving = true;
+    host().receive(chunk);
+    m_receiving = false;
+    const qint64 now = VirtualClock::instance().now();
+    require(m_answers == (m_stopped ? QByteArray() : m_reference.receive(chunk, now)), "wrong answers",
+            m_answers);
+    good += m_answers.count('\xFF');
+    bad += m_answers.count('\xF0');
+}
+
+void Session::wait(qint64 ms)
+{
+    VirtualClock::instance().advance(ms);
+    m_reference.passTime(VirtualClock::instance().now());
+}
+
+void Session::call(const Operation& operation, const QStringList& arguments)
+{
+    m_raw = hex(arguments.value(0));
+    operation.call(host().service(), arguments);
+    m_raw.clear();
+    m_stopped |= operation.name == QLatin1String("stop");
+}
+
+void Session::settle()
+{
+    receive({});
+    wait(WatchdogMs);
+    const int before = good;
+    receive(frameOf(0x2C, {}));
+    require(m_stopped || good == before + 1, "not idle");
+}
+
+void Session::inspect()
+{
+    settle();
+    const auto onWrite = std::exchange(host().onWrite, nullptr);
+    host().take();
+    host().setLogs(true);
+    host().receiveFrame(0x1D, QByteArray(4, '\0')); // logs how many sensors there are
+    require(m_stopped || host().take().contains(QLatin1String("debug 19")), "not 19 sensors");
+    host().setLogs(false);
+    host().onWrite = onWrite;
+    UnitData units;
+    host().service().getUnitData(units);
+    require(units.maxLevels.size() == 6 && units.curLevels.size() == 6 && units.curTexts.size() == 6,
+            "not 6 units");
+}
+
+QByteArray frameOf(int type, const QByteArray& payload)
+{
+    const QByteArray body =
+        static_cast<char>(type) + QByteArray(1, static_cast<char>(payload.size())) + payload;
+    return '\x2E' + body + static_cast<char>(~std::accumulate(body.begin(), body.end(), 0));
+}
+
+QByteArray damaged(QByteArray frame, int damage, int position)
+{
+    const int at = position % frame.size();
+    switch (damage) {
+    case 0:
+        frame[at] = static_cast<char>(frame.at(at) ^ 1 << position % 8);
+        return frame;
+    case 1:
+        return frame.remove(at, 1);
+    case 2:
+        return frame.insert(at, frame.at(at));
+    case 3:
+        return frame.left(at);
+    case 4:
+        return frame.insert(at, '\x2E');
+    default:
+        frame[2] = static_cast<char>(position);
+        return frame;
+    }
+}
+
+Input::Input(const uint8_t* data, size_t size)
+    : m_rest(reinterpret_cast<const char*>(data), static_cast<int>(size))
+{
+}
+
+int Input::byte()
+{
+    const QByteArray first = bytes(1);
+    return first.isEmpty() ? 0 : static_cast<unsigned char>(first.at(0));
+}
+
+QByteArray Input::bytes(int count)
+{
+    const QByteArray taken = m_rest.left(count);
+    m_rest.remove(0, count);
+    return taken;
+}
+
+int LLVMFuzzerInitialize(int* argc, char*** argv)
+{
+    QCoreApplication::setEventDispatcher(new VirtualClock);
+    static const QCoreApplication app(*argc, *argv);
+    return 0;
+}

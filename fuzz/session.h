@@ -1,0 +1,75 @@
+#pragma once
+
+#include "operations.h"
+
+#include <cstdint>
+
+/// What the parser must make of the line, worked out in another way than the service does it: whole frames
+/// are cut from a buffer.
+class Reference
+{
+public:
+    /// The answers to @p chunk, which comes at @p now, in milliseconds.
+    QByteArray receive(const QByteArray& chunk, qint64 now);
+    void passTime(qint64 now);
+
+private:
+    QByteArray m_frame; ///< from its header on
+    qint64 m_due = -1;  ///< when the watchdog ends the frame
+};
+
+/// A loaded, fresh plug-in in virtual time whose every write is checked: the answers to what it receives are
+/// those of the Reference, and what it writes of its own are frames that the protocol knows. What is not as
+/// it must be ends the process.
+class Session
+{
+public:
+    Session();
+
+    void receive(const QByteArray& chunk);
+    void wait(qint64 ms);
+    void call(const Operation& operation, const QStringList& arguments);
+    /// Within the watchdog's time the parser is idle again: a good frame is acknowledged.
+    void settle();
+    /// settle(), and the records have their sizes.
+    void inspect();
+
+    int good = 0; ///< frames acknowledged
+    int bad = 0;  ///< frames rejected
+
+private:
+    void check(const QByteArray& written);
+
+    Reference m_reference;
+    QByteArray m_answers;
+    QByteArray m_raw; ///< what the host sends as it is
+    bool m_receiving = false;
+    bool m_stopped = false;
+};
+
+/// A good frame of the CAN box.
+QByteArray frameOf(int type, const QByteArray& payload);
+
+/// @p frame with one of the Damages done to it at @p position, taken modulo its size.
+QByteArray damaged(QByteArray frame, int damage, int position);
+/// Bit flipped, byte lost, byte doubled, end lost, header put in, and a byte that may be the length replaced.
+constexpr int Damages = 6;
+
+/// Takes a fuzzer's input apart. Behind its end all is zero.
+class Input
+{
+public:
+    Input(const uint8_t* data, size_t size);
+
+    bool atEnd() const { return m_rest.isEmpty(); }
+    int byte();
+    QByteArray bytes(int count);
+
+private:
+    QByteArray m_rest;
+};
+
+/// Runs one input. Each target has its own.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+/// Makes the application and its virtual time.
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
