@@ -43,17 +43,18 @@ QByteArray Reference::receive(const QByteArray& chunk, qint64 now)
     QByteArray answers;
     if (!m_frame.isEmpty() && m_due < 0)
         m_due = now + WatchdogMs;
-    for (const char byte : chunk) {
-        if (m_frame.isEmpty() && byte != '\x2E')
-            continue;
-        m_frame.append(byte);
-        if (m_frame.size() < 4 || m_frame.size() < 4 + static_cast<unsigned char>(m_frame.at(2)))
-            continue;
-        const bool good = isGood(m_frame);
+    m_frame.append(chunk);
+    for (;;) {
+        const int header = m_frame.indexOf('\x2E');
+        m_frame.remove(0, header < 0 ? m_frame.size() : header);
+        const int size = m_frame.size() < 3 ? 4 : 4 + static_cast<unsigned char>(m_frame.at(2));
+        if (m_frame.size() < size)
+            break;
+        const bool good = isGood(m_frame.left(size));
         answers.append(good ? '\xFF' : '\xF0');
         if (good)
             m_due = -1;
-        m_frame.clear();
+        m_frame.remove(0, size);
     }
     return answers;
 }
