@@ -11,14 +11,14 @@ namespace canservice {
 
 // Looked up on each call, so that a change of the car model takes effect at once. The key's name is asked for
 // only where it is logged.
-bool SimpleService::isCarModelListed(const char* enumeration, const char* label)
+bool SimpleService::isCarModelListed(const char* enumeration, const char* label, const char* operation)
 {
     const QMetaEnum models = staticMetaObject.enumerator(staticMetaObject.indexOfEnumerator(enumeration));
     const int id = CanBusManager::instance()->getCarModelId();
-    CAN_DEBUG << models.keyCount();
+    CAN_DEBUG_OF(operation) << models.keyCount();
     for (int i = 0, count = models.keyCount(); i < count; ++i) {
         if (models.value(i) == id) {
-            CAN_DEBUG << label << QString::fromLatin1(models.valueToKey(id)) << " = " << id;
+            CAN_DEBUG_OF(operation) << label << QString::fromLatin1(models.valueToKey(id)) << " = " << id;
             return true;
         }
     }
@@ -27,12 +27,12 @@ bool SimpleService::isCarModelListed(const char* enumeration, const char* label)
 
 bool SimpleService::isLandscapeAc()
 {
-    return !isCarModelListed("KelmoToyotaVerticalCarModle", "VVVV -->>");
+    return !isCarModelListed("KelmoToyotaVerticalCarModle", "VVVV -->>", Q_FUNC_INFO);
 }
 
 bool SimpleService::onNotSuppHeatingCoolDisp()
 {
-    return !isCarModelListed("KelmoToyotaHeatingCoolingCarModle", "HHHHCCC -->>");
+    return !isCarModelListed("KelmoToyotaHeatingCoolingCarModle", "HHHHCCC -->>", Q_FUNC_INFO);
 }
 
 } // namespace canservice

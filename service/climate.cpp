@@ -211,11 +211,11 @@ int SimpleService::getAcWindMode()
     return mode;
 }
 
-float SimpleService::frontTemperature(int byteIndex)
+float SimpleService::frontTemperature(int byteIndex, const char* operation)
 {
     const int code = field(m_acData, byteIndex, 0, 0xFF);
     const bool fahrenheit = bit(m_acData, FahrenheitByte, FahrenheitBit);
-    CAN_DEBUG << static_cast<int>(fahrenheit);
+    CAN_DEBUG_OF(operation) << static_cast<int>(fahrenheit);
     if (code == LowestCode)
         return LowestTemperature;
     if (code == (fahrenheit ? HighestFahrenheitCode : HighestCelsiusCode))
@@ -226,18 +226,18 @@ float SimpleService::frontTemperature(int byteIndex)
         if (code >= range.first && code <= range.last)
             return range.degrees + static_cast<float>(code - range.first) * 0.5F;
     }
-    CAN_ERROR << "index is ERROR!!!" << code;
+    CAN_ERROR_OF(operation) << "index is ERROR!!!" << code;
     return 0.0F;
 }
 
 float SimpleService::getAcTemperature()
 {
-    return frontTemperature(2);
+    return frontTemperature(2, Q_FUNC_INFO);
 }
 
 float SimpleService::getAcRightTemperature()
 {
-    return frontTemperature(3);
+    return frontTemperature(3, Q_FUNC_INFO);
 }
 
 // Bit 4 of byte 1 selects the whole-degree scale. There are no markers and no range on this path.
@@ -259,42 +259,43 @@ QString SimpleService::getAcRightTemperatureUnit()
     return getAcTemperatureUnit();
 }
 
-int SimpleService::seatLevel(int byteIndex, int shift)
+int SimpleService::seatLevel(int byteIndex, int shift, const char* operation)
 {
     const bool reported = onNotSuppHeatingCoolDisp();
-    CAN_DEBUG << reported;
+    CAN_DEBUG_OF(operation) << reported;
     if (!reported || byteIndex >= m_acData2.size())
         return SeatNotReported;
     const int code = field(m_acData2, byteIndex, shift, 0x0F);
-    CAN_DEBUG << code;
+    CAN_DEBUG_OF(operation) << code;
     return code < SeatLevels ? seatLevels[code] : code;
 }
 
-int SimpleService::ventilationLevel(int shift)
+int SimpleService::ventilationLevel(int shift, const char* operation)
 {
     const int carModel = CanBusManager::instance()->getCarModelId();
-    CAN_DEBUG << carModel << CarModelWithoutVentilation;
-    return carModel == CarModelWithoutVentilation ? SeatNotReported : seatLevel(VentilationByte, shift);
+    CAN_DEBUG_OF(operation) << carModel << CarModelWithoutVentilation;
+    return carModel == CarModelWithoutVentilation ? SeatNotReported
+                                                  : seatLevel(VentilationByte, shift, operation);
 }
 
 int SimpleService::getAcFrontLeftHeat()
 {
-    return seatLevel(HeatByte, LeftSeat);
+    return seatLevel(HeatByte, LeftSeat, Q_FUNC_INFO);
 }
 
 int SimpleService::getAcFrontRightHeat()
 {
-    return seatLevel(HeatByte, RightSeat);
+    return seatLevel(HeatByte, RightSeat, Q_FUNC_INFO);
 }
 
 int SimpleService::getLeftVentilation()
 {
-    return ventilationLevel(LeftSeat);
+    return ventilationLevel(LeftSeat, Q_FUNC_INFO);
 }
 
 int SimpleService::getRightVentilation()
 {
-    return ventilationLevel(RightSeat);
+    return ventilationLevel(RightSeat, Q_FUNC_INFO);
 }
 
 } // namespace canservice

@@ -103,18 +103,19 @@ int SimpleService::sendAcKey(int key, int value)
         break;
     case Form::Silent:
         break;
-    case Form::Both:
-        if (isLandscapeAc())
-            pressLandscapeKey(entry.byte, entry.value);
-        else
-            pressVerticalKey(entry.command);
-        break;
     case Form::VerticalAlways:
         pressVerticalKey(entry.command);
         break;
+    case Form::Both:
     case Form::LandscapeOnly:
-        if (isLandscapeAc())
-            pressLandscapeKey(entry.byte, entry.value);
+        if (isLandscapeAc()) {
+            initLandscapeAcData();
+            m_landscapeAcData[entry.byte] = static_cast<char>(entry.value);
+            CAN_DEBUG << m_landscapeAcData.toHex();
+            sendLandscapeAcSet(m_landscapeAcData);
+        } else if (entry.form == Form::Both) {
+            pressVerticalKey(entry.command);
+        }
         break;
     }
     return 0;
@@ -124,14 +125,6 @@ void SimpleService::pressVerticalKey(unsigned char command)
 {
     sendVerticalAcSet(command, 1);
     sendVerticalAcSet(command, 0);
-}
-
-void SimpleService::pressLandscapeKey(int byte, unsigned char value)
-{
-    initLandscapeAcData();
-    m_landscapeAcData[byte] = static_cast<char>(value);
-    CAN_DEBUG << m_landscapeAcData.toHex();
-    sendLandscapeAcSet(m_landscapeAcData);
 }
 
 void SimpleService::initLandscapeAcData()

@@ -24,7 +24,7 @@ struct FuelUnit
     float limit; ///< highest instantaneous consumption that is shown
 };
 
-constexpr float Unlimited = 6553.5F; // the largest number of tenths that two bytes hold
+constexpr float Unlimited = 6553.5F; // the largest value of two bytes of tenths
 
 constexpr FuelUnit fuelUnits[] = {
     {0x00, 0, 1141, 60.0F},     {0x01, 1, 1142, 30.0F},     {0x02, 2, 1143, 30.0F},
@@ -47,33 +47,32 @@ const FuelUnit* findUnit(const QByteArray& payload)
 } // namespace
 
 // The record changes when the text does: a new code with the same text changes nothing.
-void SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitText)
+float SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitText)
 {
     const FuelUnit* const unit = findUnit(payload);
-    const int level = unit ? unit->level : 0;
     if (unit)
         unitText = Translator::translate(unit->textId);
-    if (unitText == m_unitData.curTexts.at(FuelUnitItem))
-        return;
-    CAN_DEBUG << level;
-    m_unitData.curLevels[FuelUnitItem] = level;
-    m_unitData.curTexts[FuelUnitItem] = unitText;
-    emit unitDataChanged();
+    if (unitText != m_unitData.curTexts.at(FuelUnitItem)) {
+        const int level = unit ? unit->level : 0;
+        CAN_DEBUG << level;
+        m_unitData.curLevels[FuelUnitItem] = level;
+        m_unitData.curTexts[FuelUnitItem] = unitText;
+        emit unitDataChanged();
+    }
+    return unit ? unit->limit : Unlimited;
 }
 
 void SimpleService::doInsFuelInfo(int, QByteArray& payload)
 {
-    applyFuelUnitCode(payload, m_insFuelUnitText);
+    const float limit = applyFuelUnitCode(payload, m_insFuelUnitText);
     if (payload.size() < 3)
         return;
     const int raw = wordAt(payload, 1);
-    float value = tenths(raw);
+    const float value = tenths(raw);
     CAN_DEBUG << value;
-    const FuelUnit* const unit = findUnit(payload);
-    if (unit)
-        value = std::min(value, unit->limit);
     bool changed = false;
-    updataString(value, raw, NoValue, m_fuelConsumptionData.texts[0], changed, m_work, m_insFuelUnitText);
+    updataString(std::min(value, limit), raw, NoValue, m_fuelConsumptionData.texts[0], changed, m_work,
+                 m_insFuelUnitText);
     CAN_DEBUG << changed << m_fuelConsumptionData.texts[0];
     if (changed)
         emit fuelDataChanged();

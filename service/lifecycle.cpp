@@ -28,7 +28,7 @@ constexpr int LongestPayload = 255;
 constexpr int LongestText = 64; // characters; a longer unit text only costs an allocation
 constexpr int RadarEntries = 19;
 constexpr char NoObstacle = '\xFF';
-constexpr int HostBrightnessSteps = 20;
+constexpr int CarBrightnessLevels = 20;
 
 constexpr int NoCarModel = 255;
 
@@ -61,7 +61,7 @@ SimpleService::SimpleService()
 void SimpleService::initData()
 {
     m_radarData.append(RadarEntries, NoObstacle);
-    lightBrightnessTransform(HostBrightnessSteps, m_brightnessMap);
+    lightBrightnessTransform(CarBrightnessLevels, m_brightnessMap);
 }
 
 void SimpleService::start()

@@ -27,6 +27,9 @@ enum ParseState { Idle = 0, AwaitLength = 1, AwaitType = 2, AwaitPayload = 3, Aw
 constexpr int SignOfLife = 0xFF;
 constexpr int StatusAlive = 3;
 
+// The lines of the steps below stand under the operation that they make up.
+constexpr char Receiving[] = "void canservice::SimpleService::onDataReady(QByteArray)";
+
 } // namespace
 
 inline bool SimpleService::hasBytes() const
@@ -90,7 +93,7 @@ inline void SimpleService::finishFrame(int checksum)
     m_parseState = Idle;
     if (checksum != (~m_frameSum & 0xFF)) {
         m_serialPort.writeData(QByteArrayLiteral("\xF0"), true);
-        CAN_ERROR << "checksum err!";
+        CAN_ERROR_OF(Receiving) << "checksum err!";
         return;
     }
     m_serialPort.writeData(QByteArrayLiteral("\xFF"), true);
@@ -136,7 +139,7 @@ void SimpleService::onDataReady(QByteArray buf)
 
 void SimpleService::acceptSignOfLife()
 {
-    CAN_DEBUG << m_parseState << m_ackWaitCount;
+    CAN_DEBUG_OF(Receiving) << m_parseState << m_ackWaitCount;
     markAlive();
 }
 
@@ -199,8 +202,7 @@ void SimpleService::dispatchEvent(int type, QByteArray& payload)
             table[static_cast<std::size_t>(row.type - frame::FrontRadar)] = row.decoder;
         return table;
     }();
-    if (m_parseOutTimer.isActive())
-        m_parseOutTimer.stop();
+    m_parseOutTimer.stop();
     markAlive();
     if (type < frame::FrontRadar || type > frame::RearCeilingMedia)
         return;

@@ -19,11 +19,13 @@ QDebug logLine(QtMsgType type, const char* file, int line, const char* function)
 // values. The values are streamed behind the macro. Qt would drop a filtered line only after it was
 // formatted, so the default category is asked first: a line that nobody sees costs that check and evaluates
 // no value.
-#define CAN_LOG(type, enabled)                                                                               \
+#define CAN_LOG(type, enabled, function)                                                                     \
     for (bool canLogOn = Q_UNLIKELY(canservice::logCategory.enabled()); canLogOn; canLogOn = false)          \
-    canservice::logLine(type, __FILE__, __LINE__, Q_FUNC_INFO)
+    canservice::logLine(type, __FILE__, __LINE__, function)
 
 /// An ordinary line.
-#define CAN_DEBUG CAN_LOG(QtDebugMsg, isDebugEnabled)
-/// An error.
-#define CAN_ERROR CAN_LOG(QtCriticalMsg, isCriticalEnabled)
+#define CAN_DEBUG CAN_DEBUG_OF(Q_FUNC_INFO)
+/// An ordinary line of a helper, under the signature of the operation that it works for.
+#define CAN_DEBUG_OF(operation) CAN_LOG(QtDebugMsg, isDebugEnabled, operation)
+/// The same for an error.
+#define CAN_ERROR_OF(operation) CAN_LOG(QtCriticalMsg, isCriticalEnabled, operation)

@@ -18,7 +18,7 @@ namespace canservice {
 ///
 /// Everything runs on the thread that owns the object; nothing is locked. Decoded state is never reset: a
 /// stop, a lost link or a missing frame leaves the last values in place. A decoder stores a value before it
-/// emits the value's signal. The doc comments of overridden operations are those of CanServiceBase.
+/// emits the value's signal. What the overridden operations do stands at CanServiceBase.
 class SimpleService : public CanServiceBase
 {
     Q_OBJECT
@@ -238,12 +238,8 @@ public:
     QString getAcRightTemperatureUnit() override;
 
     // Commands: climatekeys.cpp, settings.cpp
-    /// @param key the host's climate key, 0 to 34. @param value only logged: every call is a press and a
-    /// release.
-    /// @return -1 for car models that take no climate keys, else 0, also for keys that send nothing.
     int sendAcKey(int key, int value) override;
     int sendCarSettingKey(int item, int value) override;
-    /// Key 0 forwards the touch; all others do nothing. @return 0.
     int sendCameraKey(int key, CameraData data) override;
 
     // Parking radar: radar.cpp
@@ -270,15 +266,10 @@ public:
     int getDrivingData(DrivingData& data) override;
     int getFuelConsumptionData(FuelConsumptionData& data) override;
     int getUnitData(UnitData& data) override;
-    /// Asks the car to switch unit @p item to its next value; only item 0, the fuel consumption, does
-    /// anything.
     void setUnitCmd(int item) override;
     int getOtherInfoData(OtherInfoData& data) override;
 
     // Head-unit information: headunitinfo.cpp
-    /// @param band names the radio band; @param infoTexts for the radio the frequency and the station, for
-    /// media title, artist and album; @param sourceType 0 radio, 1 to 4 media, 5 AUX, any other sends
-    /// nothing.
     void onRadioSourceInformation(QString band, QStringList infoTexts, int sourceType) override;
     void setCanDrivingPosition(int position) override;
     int getCanDrivingPosition() override;
@@ -362,7 +353,7 @@ protected:
     void sendLandscapeAcSet(QByteArray data);
     void sendVerticalAcSet(unsigned char command, unsigned char value);
     void sendCarModelSet(unsigned char index);
-    // Known to the host's declarations of other boxes; this box takes none of them.
+    // They send nothing.
     void sendAmpSet(unsigned char, unsigned char) {}
     void sendControlCommand(unsigned char, unsigned char) {}
     void sendVoiceSet(unsigned char, unsigned char) {}
@@ -417,13 +408,14 @@ private:
     void markAlive();
     void writeFrame(unsigned char type, unsigned char length, const QByteArray& data, bool flag);
     bool applyRadarCodes(const QByteArray& payload, int firstEntry);
-    void applyFuelUnitCode(const QByteArray& payload, QString& unitText);
-    float frontTemperature(int byteIndex);
-    int seatLevel(int byteIndex, int shift);
-    int ventilationLevel(int shift);
+    /// @return the highest instantaneous consumption that is shown in the unit.
+    float applyFuelUnitCode(const QByteArray& payload, QString& unitText);
+    // The last argument is the signature of the operation that asks, for its log lines.
+    float frontTemperature(int byteIndex, const char* operation);
+    int seatLevel(int byteIndex, int shift, const char* operation);
+    int ventilationLevel(int shift, const char* operation);
+    bool isCarModelListed(const char* enumeration, const char* label, const char* operation);
     void pressVerticalKey(unsigned char command);
-    void pressLandscapeKey(int byte, unsigned char value);
-    bool isCarModelListed(const char* enumeration, const char* label);
     void handleKey(int key, int action, bool fromSteeringWheel);
 
 protected:
@@ -431,9 +423,9 @@ protected:
     canservice::SerialPort m_serialPort;
     qint32 m_parseState = 0; ///< what the parser waits for: the numbers of link.cpp, which stand in log lines
     qint32 m_frameType = 0;  ///< of the frame that is being received
-    qint32 m_frameRemaining = 0;          ///< payload bytes still expected
-    qint32 m_frameSum = 0;                ///< of type, length and payload bytes; only the low byte counts
-    QByteArray m_payload;                 ///< received so far
+    qint32 m_frameRemaining = 0; ///< payload bytes still expected
+    qint32 m_frameSum = 0;       ///< of type, length and payload bytes; only the low byte counts
+    QByteArray m_payload; ///< of the frame's full length: the last m_frameRemaining bytes are still to come
     qint32 m_doorStatus = 0;              ///< door bits, see CanServiceBase::getDoorStatus()
     float m_outsideTemperature = 1000.0F; ///< no frame carries it
     bool m_temperatureTextDirty = false;  ///< m_temperatureText must be built anew

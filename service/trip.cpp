@@ -6,6 +6,8 @@
 
 #include <translator.h>
 
+#include <cmath>
+
 namespace canservice {
 
 namespace {
@@ -13,7 +15,7 @@ namespace {
 constexpr int UnitByte = 6;
 
 // Which unit text follows a value.
-enum class Unit { ByCode, AverageSpeed, Mileage };
+enum class Unit { ByCode, Fixed, Mileage };
 
 struct TripValue
 {
@@ -26,12 +28,12 @@ struct TripValue
 // In the order of the frame; the unit byte lies between the last two.
 constexpr TripValue tripValues[] = {
     {0, Unit::ByCode, 0, "222222"}, // in tenths
-    {2, Unit::AverageSpeed, 2, "333333"},
+    {2, Unit::Fixed, 2, "333333"},
     {4, Unit::Mileage, 1, "444444"},
     {7, Unit::Mileage, 4, "555555"},
 };
 
-constexpr int AverageSpeedText = 1172;
+constexpr int FixedText = 1172;
 
 /// A host text id, or NoText for the empty text.
 constexpr int NoText = 0;
@@ -60,27 +62,27 @@ float mileage(const QByteArray& bytes, int first)
     return tenths(raw);
 }
 
-/// Appends @p tenths as a decimal with one digit behind the point.
-void appendDecimal(QString& text, qint64 tenths)
+/// Appends @p value, which lies within 2^59 of zero, with one digit behind the point. Ten times a float is
+/// exact in double, so that rounding the product rounds the decimal.
+void appendDecimal(QString& text, float value)
 {
     char digits[24];
     char* const end = digits + sizeof digits;
     char* first = end;
-    qint64 rest = qAbs(tenths);
+    qint64 rest = qRound64(std::fabs(static_cast<double>(value)) * 10.0);
     *--first = static_cast<char>('0' + rest % 10);
     *--first = '.';
     do
         *--first = static_cast<char>('0' + (rest /= 10) % 10);
     while (rest >= 10);
-    if (tenths < 0)
+    if (std::signbit(value))
         *--first = '-';
     text.append(QLatin1String(first, static_cast<int>(end - first)));
 }
 
 } // namespace
 
-// Built in place and compared before it is kept, so that a text that did not change costs no memory. Ten
-// times a float is exact in double, so that rounding the product rounds the decimal.
+// Built in place and compared before it is kept, so that a text that did not change costs no memory.
 void SimpleService::updataString(float value, int raw, int invalid, QString& target, bool& changed,
                                  QString& work, QString unit)
 {
@@ -88,7 +90,7 @@ void SimpleService::updataString(float value, int raw, int invalid, QString& tar
     if (raw == invalid) {
         work.append(QLatin1String("--"));
     } else {
-        appendDecimal(work, qRound64(static_cast<double>(value) * 10.0));
+        appendDecimal(work, value);
         work.append(unit);
     }
     if (target == work)
@@ -121,9 +123,9 @@ void SimpleService::doMileageInfo(int, QByteArray& payload)
             if (unitCode < UnitCodes)
                 unit = hostText(unitTexts[unitCode].byCode);
             break;
-        case Unit::AverageSpeed:
+        case Unit::Fixed:
             if (raw != NoValue)
-                unit = Translator::translate(AverageSpeedText);
+                unit = Translator::translate(FixedText);
             break;
         case Unit::Mileage:
             unit = m_mileageUnitText;

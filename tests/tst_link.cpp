@@ -104,33 +104,38 @@ void LinkTest::everyLostOrDamagedByte()
 void LinkTest::logLines_data()
 {
     QTest::addColumn<QString>("chunk");
+    QTest::addColumn<QString>("call");
     QTest::addColumn<QString>("pattern");
-
-    QTest::newRow("debug line of a slot")
-        << "00"
-        << R"(^\[DBG\] %1 void canservice::SimpleService::onDataReady\(QByteArray\) \d+ -- "00"$)";
-    QTest::newRow("error line")
-        << "2E 24 00 00"
-        << R"(^\[ERR\] %1 void canservice::SimpleService::\w+\(int\) \d+ -- checksum err!$)";
-    QTest::newRow("decoder, numbers")
-        << "2E 24 01 00 DA"
-        << R"(^\[DBG\] %1 void canservice::SimpleService::doBaseInfo\(int, QByteArray ?&\) \d+ -- paraBuf size: 1$)";
+    const auto row = [](const char* name, const char* chunk, const char* call, const char* tag,
+                        const char* signature, const char* values) {
+        QTest::newRow(name) << chunk << call
+                            << QStringLiteral("^\\[%1\\] %2 %3 \\d+ -- %4$")
+                                   .arg(tag, QString::number(gettid()), QRegularExpression::escape(signature),
+                                        QRegularExpression::escape(values));
+    };
+    row("slot", "00", "", "DBG", "void canservice::SimpleService::onDataReady(QByteArray)", "\"00\"");
+    row("step of a slot, error", "2E 24 00 00", "", "ERR",
+        "void canservice::SimpleService::onDataReady(QByteArray)", "checksum err!");
+    row("decoder, text and number", "2E 24 01 00 DA", "", "DBG",
+        "void canservice::SimpleService::doBaseInfo(int, QByteArray&)", "paraBuf size: 1");
+    row("operation", "", "start", "DBG", "virtual void canservice::SimpleService::start()", "255 255");
+    row("which of two operations with one body, error", "2E 28 04 00 00 00 1E B5", "getAcRightTemperature",
+        "ERR", "virtual float canservice::SimpleService::getAcRightTemperature()", "index is ERROR!!! 30");
+    row("which of two operations with one body", "", "getLeftVentilation", "DBG",
+        "virtual int canservice::SimpleService::getLeftVentilation()", "20 20");
 }
 
 void LinkTest::logLines()
 {
     QFETCH(QString, chunk);
+    QFETCH(QString, call);
     QFETCH(QString, pattern);
     m_host.setLogs(true);
     m_host.receive(hex(chunk));
-    const QRegularExpression shape(pattern.arg(gettid()));
-    QVERIFY2(shape.match(m_host.lastLogLine).hasMatch(), qPrintable(m_host.lastLogLine));
-
-    operation("start").call(m_host.service(), {});
-    const QString start =
-        QStringLiteral(R"(^\[DBG\] %1 virtual void canservice::SimpleService::start\(\) \d+ -- 255 255$)");
-    QVERIFY2(QRegularExpression(start.arg(gettid())).match(m_host.lastLogLine).hasMatch(),
-             qPrintable(m_host.lastLogLine));
+    if (!call.isEmpty())
+        operation(call).call(m_host.service(), {});
+    const QString line = m_host.lastLogLine.replace(" &)", "&)"); // as one of the compilers writes it
+    QVERIFY2(QRegularExpression(pattern).match(line).hasMatch(), qPrintable(line));
 }
 
 void LinkTest::slotSeesNewValue()

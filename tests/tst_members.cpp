@@ -9,6 +9,7 @@ struct Service : canservice::SimpleService
     using SimpleService::combineBytes;
     using SimpleService::getCheckSum;
     using SimpleService::lightBrightnessTransform;
+    using SimpleService::m_acData2;
     using SimpleService::m_brightnessMap;
     using SimpleService::m_brightnessTable;
     using SimpleService::m_temperatureTextDirty;
@@ -83,11 +84,13 @@ void MembersTest::valuesWithoutFrame()
     service.m_temperatureTextDirty = true;
     QCOMPARE(service.getTemperatureStr(), QString("1000.0\u2103"));
     QVERIFY(!service.m_temperatureTextDirty);
+    service.m_acData2.clear();
+    QCOMPARE(service.getAcFrontLeftHeat(), 3);
     QString text;
     QString work;
     bool changed = false;
-    Service::updataString(-0.5F, 0, 1, text, changed, work, "km");
-    QCOMPARE(text, QString("-0.5km"));
+    Service::updataString(-0.25F, 0, 1, text, changed, work, "km");
+    QCOMPARE(text, QString("-0.3km"));
     QVERIFY(changed);
 }
 
