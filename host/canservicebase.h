@@ -28,7 +28,9 @@ public:
     }
 
     // Link.
+    /// Announces the head unit to the CAN box and watches the link from now on.
     virtual void start() = 0;
+    /// Signs off and closes the serial port for good: what is sent later is lost.
     virtual void stop() = 0;
     virtual int request(int, int) = 0;
     /// The CAN box's version text; empty until the box has told it.
@@ -36,6 +38,7 @@ public:
 
     // Body.
     virtual void requestSpeed() = 0;
+    // No frame carries the speed, the total mileages or the steering angle: their answers never change.
     virtual float getSpeed() = 0;
     virtual QString getSpeedUnit() = 0;
     virtual QString getTemperatureStr() = 0;
@@ -60,7 +63,9 @@ public:
     // Doors.
     /// Bit 7 right front, 6 left front, 5 right rear, 4 left rear, 3 back door; bits 0 to 2 are 0.
     virtual int getDoorStatus() = 0;
+    /// Always false: no bit tells of it.
     virtual bool isFrontDoorOpen() = 0;
+    /// The back door, bit 3.
     virtual bool isRearDoorOpen() = 0;
     virtual bool isLeftRearDoorOpen() = 0;
     virtual bool isRightRearDoorOpen() = 0;
@@ -69,7 +74,9 @@ public:
     virtual bool isRadarStatus() { return true; }
 
     // Tyres. A pressure of -1.0 means no value.
+    /// -1 until the box has reported that it has no valid pressures, then 0.
     virtual int getTireAlertType() = 0;
+    /// The status of each wheel is always 0.
     virtual int getTireStatusFR() = 0;
     virtual int getTireStatusFL() = 0;
     virtual int getTireStatusRL() = 0;
@@ -94,6 +101,8 @@ public:
     virtual bool isDual() = 0;
     virtual bool isRearDefrost() = 0;
     virtual bool isFrontDefrost() = 0;
+    /// Front seats, heating here and ventilation below: 3 is the highest level, and also what a car model
+    /// that reports none reads as.
     virtual int getAcFrontLeftHeat() = 0;
     virtual int getAcFrontRightHeat() = 0;
     virtual int getAcRearLeftHeat() = 0;
@@ -110,7 +119,8 @@ public:
     virtual int getAcWindScaleRear() = 0;
     /// 0 or 1. An int, which a host that declares bool reads the same.
     virtual int getAcShowRequest() = 0;
-    /// Degrees in the unit of getAcTemperatureUnit(); -100.0 (lowest) and -101.0 (highest) are markers.
+    /// Degrees in the unit of getAcTemperatureUnit(); -100.0 and -101.0 are the markers of the lowest and the
+    /// highest setting, 0.0 stands for a code that no setting has.
     virtual float getAcTemperature() = 0;
     virtual float getAcRightTemperature() = 0;
     virtual float getAcRearTemperature() = 0;
@@ -119,8 +129,13 @@ public:
     virtual int getAcAirClearStatus() { return -1; }
 
     // Commands to the car.
+    /// @param key the host's climate key, 0 to 34. @param value only logged: every call is a press and a
+    /// release.
+    /// @return -1 for car models that take no climate keys, else 0, also for keys that send nothing.
     virtual int sendAcKey(int key, int value) = 0;
+    /// Sends nothing. @return 0.
     virtual int sendCarSettingKey(int item, int value) = 0;
+    /// Key 0 forwards the touch; all others do nothing. @return 0.
     virtual int sendCameraKey(int key, CameraData data) = 0;
     virtual void sendLangCode() {}
     virtual int getManualClimateMode() { return -1; }
@@ -157,16 +172,22 @@ public:
     virtual int getMaintenanceData(VehicleMaintenanceData&) { return -1; }
     virtual int getFuelConsumptionData(FuelConsumptionData& data) = 0;
     virtual int getUnitData(UnitData& data) = 0;
+    /// Asks the car to switch unit @p item to its next value; only item 0, the fuel consumption, does
+    /// anything.
     virtual void setUnitCmd(int item) = 0;
     virtual int getOtherInfoData(OtherInfoData& data) = 0;
 
     // Head-unit information to the car.
+    /// @param band names the radio band; @param infoTexts for the radio the frequency and the station, for
+    /// media title, artist and album; @param sourceType 0 radio, 1 to 4 media, 5 AUX, any other sends
+    /// nothing.
     virtual void onRadioSourceInformation(QString band, QStringList infoTexts, int sourceType) = 0;
+    /// Asks the car for it; getCanDrivingPosition() follows when the car reports it.
     virtual void setCanDrivingPosition(int position) = 0;
     /// 0 or 1; 2 until the car has reported it.
     virtual int getCanDrivingPosition() = 0;
 
-    // Requests for the box's frames.
+    // Requests for the box's frames. Those of gauges, car settings and maintenance send nothing.
     virtual void requsetGauges() = 0;
     virtual void requsetClimate() = 0;
     virtual void requsetParkAssist() = 0;

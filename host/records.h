@@ -69,8 +69,10 @@ struct OtherInfoData
     quint8 otherFlag = 1;
 };
 
-/// A touch on the camera picture. On the ARM calling convention the two fields that the service reads are
-/// passed at the same place whatever the host declares behind them.
+/// A touch on the camera picture, passed by value. A host that declares more plain fields behind the two that
+/// the service reads passes these two at the same place on 32-bit ARM. On 64-bit ARM a record of more than 16
+/// bytes, and anywhere one with a field that is not trivially copyable, is passed by its address instead: the
+/// declaration must then be the host's own.
 struct CameraData
 {
     qint32 touchX = 0;
