@@ -1,6 +1,6 @@
 // What stands at the head unit's end of the line at the least: acknowledges each good frame and does no more.
-// usage: linepeer poll|direct|queued DEVICE     without Qt; with QSerialPort, whose signal is taken at once
-// or queued
+// usage: linepeer poll|direct|queued|written DEVICE     without Qt; with QSerialPort, whose signal is taken
+// at once or queued; queued, and the answer written to the device itself
 
 #include "idealparser.h"
 
@@ -19,6 +19,11 @@ namespace {
 int device = -1;
 QSerialPort* port = nullptr;
 
+void answer(int, const unsigned char*, int)
+{
+    static_cast<void>(!write(device, "\xFF", 1));
+}
+
 int runPoll(const char* path)
 {
     device = open(path, O_RDWR | O_NOCTTY);
@@ -26,7 +31,7 @@ int runPoll(const char* path)
     tcgetattr(device, &line);
     cfmakeraw(&line);
     tcsetattr(device, TCSANOW, &line);
-    IdealParser parser([](int, const unsigned char*, int) { static_cast<void>(!write(device, "\xFF", 1)); });
+    IdealParser parser(answer);
     pollfd event{device, POLLIN, 0};
     char chunk[256];
     while (poll(&event, 1, -1) > 0) {
@@ -38,20 +43,28 @@ int runPoll(const char* path)
     return 0;
 }
 
-int runQSerialPort(const char* path, Qt::ConnectionType connection)
+void answerThroughPort(int, const unsigned char*, int)
+{
+    port->write("\xFF", 1);
+}
+
+int runQSerialPort(const char* path, Qt::ConnectionType connection, IdealParser::Callback onFrame)
 {
     int argc = 0;
     QCoreApplication app(argc, nullptr);
     QSerialPort serial(QString::fromLocal8Bit(path));
     serial.setBaudRate(38400);
     port = &serial;
-    IdealParser parser([](int, const unsigned char*, int) { port->write("\xFF", 1); });
+    IdealParser parser(onFrame);
     const auto receive = [&] {
         const QByteArray chunk = serial.readAll();
         parser.receive(chunk.constData(), chunk.size());
     };
     QObject::connect(&serial, &QSerialPort::readyRead, &app, receive, connection);
-    return serial.open(QIODevice::ReadWrite) ? QCoreApplication::exec() : 1;
+    if (!serial.open(QIODevice::ReadWrite))
+        return 1;
+    device = serial.handle();
+    return QCoreApplication::exec();
 }
 
 } // namespace
@@ -62,9 +75,11 @@ int main(int argc, char** argv)
     if (way == "poll")
         return runPoll(argv[2]);
     if (way == "direct")
-        return runQSerialPort(argv[2], Qt::DirectConnection);
+        return runQSerialPort(argv[2], Qt::DirectConnection, answerThroughPort);
     if (way == "queued")
-        return runQSerialPort(argv[2], Qt::QueuedConnection);
-    std::fprintf(stderr, "usage: linepeer poll|direct|queued DEVICE\n");
+        return runQSerialPort(argv[2], Qt::QueuedConnection, answerThroughPort);
+    if (way == "written")
+        return runQSerialPort(argv[2], Qt::QueuedConnection, answer);
+    std::fprintf(stderr, "usage: linepeer poll|direct|queued|written DEVICE\n");
     return 2;
 }
