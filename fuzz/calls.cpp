@@ -1,6 +1,5 @@
 // Host calls in any order with any arguments, between good frames.
 
-#include "recordinghost.h"
 #include "session.h"
 
 static QString argument(Input& input)

@@ -2,7 +2,6 @@
 
 #include "commands.h"
 #include "hostservices.h"
-#include "recordinghost.h"
 #include "session.h"
 
 #include <QTemporaryFile>

@@ -1,6 +1,5 @@
 #include "session.h"
 
-#include "recordinghost.h"
 #include "virtualclock.h"
 
 #include <QCoreApplication>
@@ -131,13 +130,6 @@ void Session::inspect()
     host().service().getUnitData(units);
     require(units.maxLevels.size() == 6 && units.curLevels.size() == 6 && units.curTexts.size() == 6,
             "not 6 units");
-}
-
-QByteArray frameOf(int type, const QByteArray& payload)
-{
-    const QByteArray body =
-        static_cast<char>(type) + QByteArray(1, static_cast<char>(payload.size())) + payload;
-    return '\x2E' + body + static_cast<char>(~std::accumulate(body.begin(), body.end(), 0));
 }
 
 QByteArray damaged(QByteArray frame, int damage, int position)

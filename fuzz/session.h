@@ -1,6 +1,7 @@
 #pragma once
 
 #include "operations.h"
+#include "recordinghost.h"
 
 #include <cstdint>
 
@@ -46,9 +47,6 @@ private:
     bool m_receiving = false;
     bool m_stopped = false;
 };
-
-/// A good frame of the CAN box.
-QByteArray frameOf(int type, const QByteArray& payload);
 
 /// @p frame with one of the Damages done to it at @p position, taken modulo its size.
 QByteArray damaged(QByteArray frame, int damage, int position);

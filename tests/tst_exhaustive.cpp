@@ -1,4 +1,4 @@
-// What conversations cannot: every value of a byte, every length of a frame, every car model.
+// What conversations cannot: every value of a byte, every car model.
 
 #include "testmain.h"
 
@@ -14,7 +14,6 @@ private slots:
     void temperatures();
     void decimals();
     void carModels();
-    void lengths();
 
 private:
     /// Sends a frame of @p size zero bytes but for @p bytes, offset to value. @return what it brings about
@@ -132,32 +131,6 @@ void ExhaustiveTest::carModels()
             QCOMPARE(service.getAcWindMode(), special ? specialWind[i % 4] : usualWind[i / 4]);
         }
     }
-}
-
-// The lengths at which a frame of equal bytes begins to do something else to a fresh plug-in than the frame
-// that is one byte shorter, for all types that ever do anything.
-void ExhaustiveTest::lengths()
-{
-    QStringList found;
-    for (int type = 0; type < 256; ++type) {
-        QStringList steps;
-        init();
-        QStringList before = snapshot(m_host.service());
-        for (int length = 0; length < 14; ++length) {
-            init();
-            QStringList outcome = receive(type, length, {}, type == 0x28 ? 0xFF : 0x01);
-            outcome += snapshot(m_host.service());
-            if (outcome != before)
-                steps.append(QString::number(length));
-            before = outcome;
-        }
-        if (!steps.isEmpty())
-            found.append(QString::number(type, 16) + ": " + steps.join(' '));
-    }
-    QCOMPARE(found.join('|'),
-             QString("1d: 4 5|1e: 5 6|20: 2 3|21: 2 4 6 7 9|22: 1 3|23: 1 3 5 7 9 11|24: 2 3|25: 6 7|"
-                     "28: 0 1 2 3 4 5 6 7 8 9 10|2a: 2 3|2f: 2 3|30: 0 1 2 3 4 5 6 7 8 9 10 11 12 13|"
-                     "32: 2 3|58: 5 6"));
 }
 
 VIRTUAL_TIME_TEST_MAIN(ExhaustiveTest)

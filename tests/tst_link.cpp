@@ -1,5 +1,5 @@
 // What single conversations cannot show of the link: every way to cut a stream, the whole shape of log lines,
-// what a slot sees, the life of the instance.
+// what a slot sees.
 
 #include "testmain.h"
 
@@ -21,7 +21,6 @@ private slots:
     void logLines_data();
     void logLines();
     void slotSeesNewValue();
-    void instanceIsRecreated();
     void lostLinkIsNotPolled();
     void metaObject();
 
@@ -163,22 +162,6 @@ void LinkTest::slotSeesNewValue()
     QCOMPARE(seen, (QStringList{"64", "1", "true"}));
 }
 
-void LinkTest::instanceIsRecreated()
-{
-    QObject* const first = m_host.loader().instance();
-    QCOMPARE(m_host.loader().instance(), first);
-    QCOMPARE(first, &m_host.service());
-    m_host.receiveFrame(0x24, hex("F8 08"));
-    m_host.take();
-
-    delete first;
-    QCOMPARE(m_host.take(), QStringList());
-    m_host.restart();
-    QCOMPARE(m_host.take(), QStringList("open  38400"));
-    QCOMPARE(m_host.service().getDoorStatus(), 0);
-    QCOMPARE(m_host.service().getCanDrivingPosition(), 2);
-}
-
 void LinkTest::lostLinkIsNotPolled()
 {
     m_host.receiveFrame(0x2C, {});
@@ -189,22 +172,10 @@ void LinkTest::lostLinkIsNotPolled()
 void LinkTest::metaObject()
 {
     QObject& service = m_host.service();
-    const QMetaObject& meta = *service.metaObject();
-    QCOMPARE(meta.className(), "canservice::SimpleService");
+    QCOMPARE(service.metaObject()->className(), "canservice::SimpleService");
     QVERIFY(service.inherits("CanServiceBase"));
     QCOMPARE(service.qt_metacast("canservice::SimpleService"), static_cast<void*>(&service));
     QCOMPARE(service.qt_metacast(CanServiceBase_iid), static_cast<void*>(&service));
-    QStringList methods;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        QCOMPARE(meta.method(i).access(), QMetaMethod::Private);
-        methods << QString::fromLatin1(meta.method(i).methodSignature());
-    }
-    QCOMPARE(methods,
-             (QStringList{"onDataReady(QByteArray)", "onLongPressTimeout()", "onCheckConnectTmrout()",
-                          "onRequestConnect()", "onSendTmrout()", "onmParseOutTmrout()"}));
-    QCOMPARE(meta.enumeratorCount() - meta.enumeratorOffset(), 2);
-    QCOMPARE(meta.enumerator(meta.enumeratorOffset()).name(), "KelmoToyotaVerticalCarModle");
-    QCOMPARE(meta.enumerator(meta.enumeratorOffset() + 1).name(), "KelmoToyotaHeatingCoolingCarModle");
 }
 
 VIRTUAL_TIME_TEST_MAIN(LinkTest)

@@ -10,6 +10,8 @@
 #include <QLoggingCategory>
 #include <QMetaMethod>
 
+#include <numeric>
+
 namespace {
 
 RecordingHost& host()
@@ -108,12 +110,14 @@ void RecordingHost::receive(const QByteArray& chunk)
 
 void RecordingHost::receiveFrame(int type, const QByteArray& payload)
 {
-    QByteArray frame;
-    frame.append(static_cast<char>(type)).append(static_cast<char>(payload.size())).append(payload);
-    unsigned sum = 0;
-    for (const char byte : frame)
-        sum += static_cast<unsigned char>(byte);
-    receive('\x2E' + frame + static_cast<char>(255 - sum % 256));
+    receive(frameOf(type, payload));
+}
+
+QByteArray frameOf(int type, const QByteArray& payload)
+{
+    const QByteArray body =
+        static_cast<char>(type) + QByteArray(1, static_cast<char>(payload.size())) + payload;
+    return '\x2E' + body + static_cast<char>(~std::accumulate(body.begin(), body.end(), 0));
 }
 
 QStringList RecordingHost::take()

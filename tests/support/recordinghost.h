@@ -68,6 +68,9 @@ private:
     bool m_logs = false;
 };
 
+/// A good frame of the CAN box.
+QByteArray frameOf(int type, const QByteArray& payload);
+
 /// The bytes of "2E 24 02", blanks ignored.
 inline QByteArray hex(const QString& text)
 {
