@@ -79,6 +79,7 @@ int endSignals()
         sigaddset(&ending, number);
     sigprocmask(SIG_BLOCK, &ending, nullptr);
     (void)std::signal(SIGPIPE, SIG_IGN); // who reads the log may leave
+    (void)std::signal(SIGTTIN, SIG_IGN); // in the background, what is typed is the shell's: reading fails
     return signalfd(-1, &ending, SFD_CLOEXEC);
 }
 
