@@ -99,13 +99,15 @@ QString Line::openTerminal()
 }
 
 /// Puts the terminal's other end into raw mode and drops what nobody has read from it. Opening and closing it
-/// also makes the kernel report "nobody there" before the first peer comes.
-void Line::resetTerminal() const
+/// also makes the kernel report "nobody there" before the first peer comes. @return false when that fails.
+bool Line::resetTerminal() const
 {
     const int fd = ::open(QFile::encodeName(m_terminal).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0 || !makeRaw(fd))
+    const bool done = fd >= 0 && makeRaw(fd);
+    if (!done)
         logNote(QStringLiteral("cannot set up %1: %2").arg(m_terminal, systemError()));
     ::close(fd);
+    return done;
 }
 
 /// Makes the link under another name and renames it, so that it leads somewhere at every moment.
@@ -204,9 +206,10 @@ void Line::setPeer(bool present)
     }
     if (!changed || m_terminal.isEmpty())
         return;
-    if (!present)
-        resetTerminal();
     logNote(present ? QStringLiteral("the line was opened") : QStringLiteral("the line was closed"));
+    // A peer that was killed leaves the terminal locked against whoever comes next.
+    if (!present && !resetTerminal() && !m_link.isEmpty())
+        hangUp();
 }
 
 } // namespace boxsim

@@ -47,7 +47,7 @@ private:
     void removeLink();
     void readAvailable();
     void setPeer(bool present);
-    void resetTerminal() const;
+    bool resetTerminal() const;
 
     QString m_device;
     QString m_link;
