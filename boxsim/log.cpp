@@ -1,17 +1,19 @@
 #include "log.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QTimer>
 
+#include <cerrno>
 #include <cstdio>
 
 namespace boxsim {
 
 namespace {
 
-void print(FILE* stream, const QString& line)
+bool print(FILE* stream, const QString& line)
 {
-    (void)std::fprintf(stream, "%s\n", qUtf8Printable(line));
-    (void)std::fflush(stream);
+    return std::fprintf(stream, "%s\n", qUtf8Printable(line)) >= 0 && std::fflush(stream) == 0;
 }
 
 QString stamp()
@@ -28,7 +30,10 @@ QString stamp()
 
 void show(const QString& line)
 {
-    print(stdout, line);
+    if (print(stdout, line) || errno == EPIPE)
+        return;
+    logError(QStringLiteral("cannot write standard output: %1").arg(qt_error_string()));
+    QTimer::singleShot(0, [] { QCoreApplication::exit(NoOutput); }); // the event loop may not run yet
 }
 
 void logBytes(const char* direction, const QByteArray& bytes, const QString& meaning)

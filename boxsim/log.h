@@ -5,7 +5,11 @@
 
 namespace boxsim {
 
-/// Prints one line of data on stdout, at once.
+/// How the program ends.
+enum ExitCode { Ended = 0, Usage = 1, NoLine = 2, BadScenario = 3, NoOutput = 4 };
+
+/// Prints one line of data on stdout, at once. When it cannot be written, the program ends with NoOutput; a
+/// reader that has left a pipe is no failure.
 void show(const QString& line);
 
 /// Logs bytes of the line on stderr: (seconds since the first log line), "rx" or "tx", hex, what they mean.

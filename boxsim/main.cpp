@@ -21,8 +21,6 @@ using namespace boxsim;
 
 constexpr int LastReadMs = 200;
 
-enum ExitCode { Ended = 0, Usage = 1, NoLine = 2, BadScenario = 3 };
-
 const char* const About =
     "Simulates the CAN box of a car on a serial line. The first line on stdout is the path that the head "
     "unit\n"
@@ -30,7 +28,7 @@ const char* const About =
     "directions.\n"
     "Statements that change the car are read from stdin; type help to list them.\n\n"
     "Exit codes: 0 ended by quit, by a signal, by the end of stdin or of the scenario; 1 wrong usage;\n"
-    "2 the line cannot be opened or is lost; 3 mistakes in the scenario.";
+    "2 the line cannot be opened or is lost; 3 mistakes in the scenario; 4 stdout cannot be written.";
 
 struct Options
 {
