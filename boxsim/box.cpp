@@ -117,12 +117,12 @@ void Box::drain()
         const Chunk chunk = m_chunks.dequeue();
         m_paused = chunk.pause;
         emit chunkReady(chunk.bytes, chunk.meaning);
+        if (m_paused)
+            QTimer::singleShot(ChunkPauseMs, this, [this] {
+                m_paused = false;
+                drain();
+            });
     }
-    if (m_paused && !m_chunks.isEmpty())
-        QTimer::singleShot(ChunkPauseMs, this, [this] {
-            m_paused = false;
-            drain();
-        });
 }
 
 } // namespace boxsim

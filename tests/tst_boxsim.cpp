@@ -1,6 +1,7 @@
 #include "box.h"
 #include "headunit.h"
 #include "scenario.h"
+#include "virtualclock.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -24,14 +25,21 @@ void addRows(const QString& name)
     }
 }
 
-/// A box whose output is read in hex.
+/// A box whose output is read in hex, with ".." for 20 ms of pause.
 struct RecordedBox : Box
 {
-    QByteArray sent;
+    QStringList sent;
+    qint64 sentAt = 0;
 
     RecordedBox()
     {
-        connect(this, &Box::chunkReady, this, [this](const QByteArray& bytes) { sent += bytes; });
+        connect(this, &Box::chunkReady, this, [this](const QByteArray& bytes) {
+            const qint64 now = VirtualClock::instance().now();
+            if (!sent.isEmpty() && now == sentAt + 20)
+                sent.append("..");
+            sentAt = now;
+            sent.append(bytes.toHex(' ').toUpper());
+        });
     }
 
     QString after(const QString& lines)
@@ -39,14 +47,15 @@ struct RecordedBox : Box
         sent.clear();
         for (const QString& line : lines.split("; "))
             parse(line).run(*this);
-        return sent.toHex(' ').toUpper();
+        VirtualClock::instance().advance(1000);
+        return sent.join(' ');
     }
 
     QString answerTo(const QString& hex)
     {
         sent.clear();
         receive(QByteArray::fromHex(hex.toLatin1()), 0);
-        return sent.toHex(' ').toUpper();
+        return sent.join(' ');
     }
 };
 
@@ -151,5 +160,11 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestBoxsim)
+int main(int argc, char** argv)
+{
+    QCoreApplication::setEventDispatcher(new VirtualClock);
+    const QCoreApplication app(argc, argv);
+    TestBoxsim test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_boxsim.moc"
