@@ -52,7 +52,7 @@ QString findNear(const QStringList& places)
 QList<QCommandLineOption> knownOptions()
 {
     return {
-        {"help", "Show this help."},
+        {{"h", "help"}, "Show this help."},
         {"version", "Show the version."},
         {"port", "The serial device that is wired to the CAN box.", "device"},
         {"car-model", "The id of the car model, 0 to 65535.", "id"},

@@ -42,16 +42,19 @@ Options readOptions()
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QString::fromLatin1(About));
-    const QCommandLineOption help = parser.addHelpOption();
     parser.addOptions({
+        {{"h", "help"}, "Show this help."},
+        {"version", "Show the version."},
         {"link", "Keep a symbolic link to the pseudo-terminal at <path>.", "path"},
         {"port", "Use the serial device <device>, 38400 8N1, instead of a pseudo-terminal.", "device"},
         {"scenario", "Play the scenario <file>.", "file"},
         {"exit-after-scenario", "End when the scenario has been played."},
     });
     const bool understood = parser.parse(QCoreApplication::arguments());
-    if (understood && parser.isSet(help))
+    if (understood && parser.isSet("help"))
         parser.showHelp(Ended);
+    if (understood && parser.isSet("version"))
+        parser.showVersion();
     Options options{parser.value("port"), parser.value("link"), parser.value("scenario"),
                     parser.isSet("exit-after-scenario")};
     QString error = understood ? QString() : parser.errorText();
@@ -126,6 +129,7 @@ private:
 int main(int argc, char* argv[])
 {
     const QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationVersion(BOXSIM_VERSION);
     const Options options = readOptions();
 
     Scenario scenario;

@@ -18,6 +18,7 @@ check() # EXPECTED ACTUAL
 }
 
 check '--car-model --car-model-index' "$(completed "$1" --car)"
+check '--help' "$(completed "$2" --h)"
 check '--exit-after-scenario' "$(completed "$2" --e)"
 check '--scenario' "$(completed "$2" --link x --s)"
 check 'de' "$(completed "$1" --language d)"
