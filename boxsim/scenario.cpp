@@ -18,7 +18,7 @@ QString readStep(const QString& line, int earliestMs, Scenario::Step& step)
     const QString time = line.section(QRegularExpression(QStringLiteral("\\s+")), 0, 0);
     bool ok = false;
     const double seconds = time.toDouble(&ok);
-    if (!ok || seconds < 0 || seconds > LongestScenarioSeconds)
+    if (!ok || !(seconds >= 0 && seconds <= LongestScenarioSeconds)) // it may be "nan"
         return QStringLiteral("\"%1\": expected a time in seconds, 0 to 86400, and a statement").arg(time);
     step = {qRound(seconds * 1000), parse(line.mid(time.size()))};
     if (step.atMs < earliestMs)
