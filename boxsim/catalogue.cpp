@@ -4,6 +4,7 @@
 
 #include <QTimer>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -115,7 +116,9 @@ Statement setter(const CarValue& value)
 void setTyre(Box& box, Args args)
 {
     box.car.tyreUnit = args.numbers[2];
-    box.car.tyrePressures[args.index(0)] = args.numbers[1] * tyreUnits[args.index(2)].kPa;
+    constexpr double HighestKPa = 2540; // 25.4 bar, the most that a byte tells in any unit
+    box.car.tyrePressures[args.index(0)] =
+        std::min(args.numbers[1] * tyreUnits[args.index(2)].kPa, HighestKPa);
     box.report(FrameType::Tyres);
 }
 
@@ -138,7 +141,7 @@ void holdKey(Box& box, Args args)
 QVector<Statement> otherCarStatements()
 {
     return {
-        {"tyre " + Wheels + " <0.0..635.0> " + TyreUnits, "the pressure of a tyre, and the unit of all",
+        {"tyre " + Wheels + " <0.0..2540.0> " + TyreUnits, "the pressure of a tyre, and the unit of all",
          setTyre},
         {"tyre " + Wheels + " none", "a tyre without a value",
          [](Box& box, Args args) {
@@ -218,7 +221,7 @@ void showState(Car& car)
     for (const CarValue& value : carValues())
         appendState(lines, car, value, {}, 0, {});
     lines += tyreState(car);
-    lines.append(QStringLiteral("version \"%1\"").arg(QString::fromUtf8(car.version)));
+    lines.append(QStringLiteral("version \"%1\"").arg(QString::fromUtf8(car.version).replace('"', "\"\"\"")));
     show(lines.join('\n'));
 }
 

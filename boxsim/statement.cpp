@@ -171,7 +171,8 @@ QString statementHelp()
     for (const Statement& statement : statements())
         lines.append(QStringLiteral("%1\n    %2").arg(statement.syntax, statement.help));
     lines.append(
-        QStringLiteral("fl, fr, rl and rr stand for front-left and so on. Quote a text that has blanks."));
+        QStringLiteral("fl, fr, rl and rr stand for front-left and so on. Quote a text that has blanks; "
+                       "a quote in it is three quotes."));
     return lines.join('\n');
 }
 
