@@ -68,6 +68,7 @@ void Player::start()
 void Player::hold()
 {
     m_held = true;
+    m_timer.stop();
 }
 
 void Player::resume()
