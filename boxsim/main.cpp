@@ -64,6 +64,9 @@ Options readOptions()
         error = QStringLiteral("--link goes with a pseudo-terminal, not with --port.");
     else if (options.exitAfterScenario && options.scenario.isEmpty())
         error = QStringLiteral("--exit-after-scenario needs --scenario.");
+    for (const char* name : {"port", "link", "scenario"})
+        if (parser.isSet(name) && parser.value(name).isEmpty())
+            error = QStringLiteral("--%1 needs a value.").arg(name);
     if (!error.isEmpty()) {
         logError(error + QStringLiteral(" See boxsim --help."));
         ::exit(Usage);
