@@ -12,6 +12,7 @@
 
 #include <array>
 #include <csignal>
+#include <fcntl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -74,6 +75,16 @@ Options readOptions()
     return options;
 }
 
+/// Opens those of the standard streams that are closed, or the line would become one of them.
+void openStandardStreams()
+{
+    int fd = 0;
+    do
+        fd = ::open("/dev/null", O_RDWR);
+    while (fd >= 0 && fd <= STDERR_FILENO);
+    ::close(fd);
+}
+
 /// A descriptor that becomes readable when the process is asked to end.
 int endSignals()
 {
@@ -131,6 +142,7 @@ private:
 
 int main(int argc, char* argv[])
 {
+    openStandardStreams();
     const QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationVersion(BOXSIM_VERSION);
     const Options options = readOptions();
