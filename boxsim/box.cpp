@@ -84,6 +84,8 @@ void Box::report(int type)
 
 void Box::send(int type)
 {
+    if (faults.silent) // it uses up no fault
+        return;
     const QByteArray intact = encode({type, car.payload(type).value()});
     QByteArray bytes = intact;
     if (std::exchange(faults.corruptNext, false))
@@ -98,6 +100,12 @@ void Box::send(int type)
 void Box::sendRaw(const QByteArray& bytes, const QString& meaning)
 {
     sendInChunks(bytes, bytes.size(), meaning);
+}
+
+void Box::fallSilent()
+{
+    faults.silent = true;
+    m_chunks.clear();
 }
 
 void Box::sendInChunks(const QByteArray& bytes, int chunkSize, const QString& meaning)

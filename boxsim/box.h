@@ -41,6 +41,9 @@ public:
     /// Sends @p bytes as they are.
     void sendRaw(const QByteArray& bytes, const QString& meaning);
 
+    /// Sets faults.silent, and forgets the rest of a split frame.
+    void fallSilent();
+
 signals:
     /// One chunk for the line.
     void chunkReady(QByteArray bytes, QString meaning);

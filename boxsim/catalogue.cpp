@@ -162,8 +162,7 @@ QVector<Statement> otherCarStatements()
 QVector<Statement> faultStatements()
 {
     return {
-        {"silent", "sends nothing and ignores what comes in",
-         [](Box& box, Args) { box.faults.silent = true; }},
+        {"silent", "sends nothing and ignores what comes in", [](Box& box, Args) { box.fallSilent(); }},
         {"answering", "ends silent", [](Box& box, Args) { box.faults.silent = false; }},
         {"reject", "rejects the next good frame that comes in",
          [](Box& box, Args) { box.faults.rejectNext = true; }},
