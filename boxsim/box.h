@@ -3,6 +3,7 @@
 #include "car.h"
 #include "frame.h"
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QQueue>
 
@@ -28,6 +29,7 @@ class Box : public QObject
 public:
     Car car;
     Faults faults;
+    QDeadlineTimer keysReleased; ///< when the last held key is released
 
     /// Takes a chunk from the line that arrived at @p now, in milliseconds of any steady clock.
     void receive(const QByteArray& chunk, qint64 now);

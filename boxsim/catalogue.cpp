@@ -134,6 +134,7 @@ void setKey(Box& box, Args args, bool pressed)
 void holdKey(Box& box, Args args)
 {
     setKey(box, args, true);
+    box.keysReleased = std::max(box.keysReleased, QDeadlineTimer(args.integer(2)));
     QTimer::singleShot(args.integer(2), Qt::PreciseTimer, &box,
                        [&box, held = args] { setKey(box, held, false); });
 }

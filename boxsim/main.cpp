@@ -49,7 +49,7 @@ Options readOptions()
         {"link", "Keep a symbolic link to the pseudo-terminal at <path>.", "path"},
         {"port", "Use the serial device <device>, 38400 8N1, instead of a pseudo-terminal.", "device"},
         {"scenario", "Play the scenario <file>.", "file"},
-        {"exit-after-scenario", "End when the scenario has been played."},
+        {"exit-after-scenario", "End when the scenario has been played and every held key is released."},
     });
     const bool understood = parser.parse(QCoreApplication::arguments());
     if (understood && parser.isSet("help"))
@@ -173,11 +173,14 @@ int main(int argc, char* argv[])
     QObject::connect(&box, &Box::hangUpWanted, &line, &Line::hangUp);
     // What the head unit has not read vanishes with the pseudo-terminal, so it is given a moment.
     const auto endSoon = [] { QTimer::singleShot(LastReadMs, &QCoreApplication::quit); };
+    const auto endAfterKeys = [&] {
+        QTimer::singleShot(static_cast<int>(box.keysReleased.remainingTime()), endSoon);
+    };
     QObject::connect(&box, &Box::quitWanted, &app, endSoon);
     QObject::connect(&box, &Box::awaitStartWanted, &player, &Player::hold);
     QObject::connect(&box, &Box::announced, &player, &Player::resume);
     if (options.exitAfterScenario)
-        QObject::connect(&player, &Player::finished, &app, endSoon);
+        QObject::connect(&player, &Player::finished, &app, endAfterKeys);
 
     const QString error = line.open();
     if (!error.isEmpty()) {
