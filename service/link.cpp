@@ -166,6 +166,7 @@ void SimpleService::dispatchEvent(int type, QByteArray& payload)
         frame::FromBox type;
         Decoder decoder;
     };
+    // In the order of their types.
     static constexpr Row rows[] = {
         {frame::FrontRadar, &SimpleService::doFrontRadar},
         {frame::RearRadar, &SimpleService::doRearRadar},
@@ -195,18 +196,20 @@ void SimpleService::dispatchEvent(int type, QByteArray& payload)
         {frame::RearCeiling, &SimpleService::doRearCeiling},
         {frame::RearCeilingMedia, &SimpleService::doRearCeilingMedia},
     };
+    constexpr int First = std::begin(rows)->type;
+    constexpr int Last = std::rbegin(rows)->type;
     // By type, from the first: null where a type has no decoder.
     static constexpr auto decoders = [] {
-        std::array<Decoder, frame::RearCeilingMedia - frame::FrontRadar + 1> table{};
+        std::array<Decoder, Last - First + 1> table{};
         for (const Row& row : rows)
-            table[static_cast<std::size_t>(row.type - frame::FrontRadar)] = row.decoder;
+            table[static_cast<std::size_t>(row.type - First)] = row.decoder;
         return table;
     }();
     m_parseOutTimer.stop();
     markAlive();
-    if (type < frame::FrontRadar || type > frame::RearCeilingMedia)
+    if (type < First || type > Last)
         return;
-    if (const Decoder decoder = decoders[static_cast<std::size_t>(type - frame::FrontRadar)])
+    if (const Decoder decoder = decoders[static_cast<std::size_t>(type - First)])
         (this->*decoder)(type, payload);
 }
 
