@@ -171,7 +171,7 @@ const CarValue values[] = {
 };
 
 // Which values a signal announces.
-const QHash<QByteArray, QString> announcedTopics = {
+const QHash<QString, QString> announcedTopics = {
     {"acStatusChanged", "climate"}, {"doorChanged", "doors"},       {"canDrivingPositionChanged", "position"},
     {"sigRadarChanged", "radar"},   {"tireAlert", "tyres"},         {"otherInfoDataChanged", "other"},
     {"tireDataChanged", "tyres"},   {"drivingDataChanged", "trip"}, {"fuelDataChanged", "fuel"},
@@ -201,7 +201,7 @@ QStringList CarState::topics()
     return names;
 }
 
-QString CarState::topicOf(const QByteArray& signal)
+QString CarState::topicOf(const QString& signal)
 {
     return announcedTopics.value(signal);
 }

@@ -32,7 +32,7 @@ public:
     static QStringList topics();
 
     /// The topic whose values @p signal announces; empty where it carries its values itself.
-    static QString topicOf(const QByteArray& signal);
+    static QString topicOf(const QString& signal);
 
     /// Reads the values of @p topic, or all of them when it is empty.
     QVector<Reading> read(const QString& topic = {}) const;

@@ -63,20 +63,16 @@ bool openCapture(QFile& capture, const QString& purpose)
     return true;
 }
 
-// Shows the service's signals with what they changed, and tells the script of them.
-void onSignal(CarState& car, const Report& report, Script& script, const QMetaMethod& signal,
-              const QVariantList& values)
+// Shows a signal with what it changed. Returns it as a script can expect it.
+Event show(const Report& report, CarState& car, const QString& signal, const QVector<Reading>& arguments)
 {
-    QVector<Reading> arguments;
-    for (int i = 0; i < values.size(); ++i)
-        arguments.append({{}, signal.parameterNames().at(i), values[i], {}});
-    const QString topic = CarState::topicOf(signal.name());
+    const QString topic = CarState::topicOf(signal);
     const QVector<Reading> changed = topic.isEmpty() ? QVector<Reading>() : car.takeChanges(topic);
-    report.signal(signal.name(), arguments, changed);
+    report.signal(signal, arguments, changed);
     QStringList parts;
     for (const Reading& reading : arguments + changed)
         parts.append(reading.assignment());
-    script.add({signal.name(), parts, {}});
+    return {signal, parts, {}};
 }
 
 int run(const Options& options, CanServiceBase& service, QFile& capture)
@@ -100,15 +96,25 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
     };
     LineWatch& line = LineWatch::instance();
     QObject::connect(&line, &LineWatch::received, &script,
-                     [&](const QByteArray& bytes) { onBytes("rx", bytes); });
+                     [&](const QByteArray& bytes) { onBytes(QStringLiteral("rx"), bytes); });
     QObject::connect(&line, &LineWatch::sent, &script,
-                     [&](const QByteArray& bytes) { onBytes("tx", bytes); });
+                     [&](const QByteArray& bytes) { onBytes(QStringLiteral("tx"), bytes); });
     QObject::connect(&line, &LineWatch::goneForGood, &script, [&] { script.end(DeviceGone); });
 
-    SignalTap tap([&](const QMetaMethod& signal, const QVariantList& values) {
-        onSignal(car, report, script, signal, values);
+    SignalTap tap([&](const QString& signal, const QVector<Reading>& arguments) {
+        script.add(show(report, car, signal, arguments));
     });
-    tap.connectTo(service, CanServiceBase::staticMetaObject);
+    const auto status = &CanServiceBase::notifyCanbusStatus;
+    tap.connectTo(service, CanServiceBase::staticMetaObject, QMetaMethod::fromSignal(status));
+    // The status comes with every frame: one that repeats the last is an event, and no line.
+    int lastStatus = -1;
+    Event lastEvent;
+    QObject::connect(&service, status, &script, [&](int now) {
+        if (now != lastStatus || options.trace)
+            lastEvent = show(report, car, "notifyCanbusStatus", {{{}, "status", now, {}}});
+        lastStatus = now;
+        script.add(lastEvent);
+    });
 
     if (options.script.isEmpty()) {
         script.readStandardInput();

@@ -8,6 +8,8 @@
 #include <QSerialPort>
 #include <QTimer>
 
+#include <unistd.h>
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -156,9 +158,13 @@ int SerialPort::Private::write(const QByteArray& data)
         return 0;
     }
     m_queueFull = m_queueFull && queued > 0;
-    const auto taken = int(m_device.write(data));
-    emit LineWatch::instance().sent(data.left(taken));
-    return taken;
+    // Bytes leave at once; only what the device does not take waits for the event loop. QSerialPort::flush()
+    // would report a loss where the peer's buffer is full.
+    const auto sent = queued > 0 ? 0 : int(::write(m_device.handle(), data.constData(), size_t(data.size())));
+    if (sent < data.size())
+        m_device.write(data.mid(std::max(sent, 0)));
+    emit LineWatch::instance().sent(data);
+    return data.size();
 }
 
 SerialPort::SerialPort(QObject* parent)

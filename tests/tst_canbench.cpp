@@ -111,6 +111,8 @@ void CanbenchTest::endings_data()
     row("another value", {}, door + "expect " + position.toUtf8() + "1 within 1ms", 1,
         "\n    " + position + "0");
     row("used up", {}, door + "expect doorChanged within 1ms", 1, "input:4: expected doorChanged in vain");
+    row("a repeated status", {},
+        "expect notifyCanbusStatus within 5s\nexpect notifyCanbusStatus status=3 within 5s\nquit", 0, "");
     row("forgotten", {}, "aux\n clock 3:30 pm\n expect tx 2E992287 within 1ms", 1, "expected tx 2E992287");
     row("kept", {}, "clock 3:30 pm\n wait 1ms\n expect tx 2E9D03031E013D within 1ms\n quit", 0, "");
 }
@@ -121,6 +123,7 @@ void CanbenchTest::endings()
     QFETCH(QByteArray, input);
     QFETCH(QString, told);
     Peer peer(m_device);
+    peer.send(leftDoorOpen);
     peer.send(leftDoorOpen);
     run(arguments, input + '\n');
     QVERIFY(m_bench.waitForFinished());
@@ -166,6 +169,7 @@ void CanbenchTest::lineComesBack()
     peer = std::make_unique<Peer>(m_device);
     peer->send(doorsClosed);
     QVERIFY(says("leftFrontDoorOpen=false"));
+    QCOMPARE(m_output.count("notifyCanbusStatus"), 1);
     m_bench.terminate();
     QVERIFY(m_bench.waitForFinished());
     QCOMPARE(m_bench.exitCode(), 0);
