@@ -77,10 +77,14 @@ Event show(const Report& report, CarState& car, const QString& signal, const QVe
 
 int run(const Options& options, CanServiceBase& service, QFile& capture)
 {
-    const Report report(options.json);
+    Report report(options.json);
     CarState car(service);
     Script script([&](const QString& line) { execute({service, car, report, script}, line); });
     QObject::connect(&script, &Script::ended, &QCoreApplication::exit);
+    report.onFailure = [&](const QString& why) {
+        note("cannot write standard output: " + why);
+        script.end(CannotWrite);
+    };
 
     const auto writeDown = [&](const QString& direction, const QByteArray& bytes) {
         const QString line = report.stamp() + ' ' + direction + ' ' + bytes.toHex().toUpper() + '\n';
@@ -133,6 +137,7 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
 int main(int argc, char* argv[])
 {
     const int signalFile = takeOverSignals();
+    std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error of writing
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
         std::cerr << text.toStdString() << '\n';
     });

@@ -2,16 +2,12 @@
 
 #include <QJsonDocument>
 
+#include <cerrno>
 #include <iostream>
 
 namespace {
 
 constexpr int schemaVersion = 1;
-
-void print(const QString& line)
-{
-    std::cout << line.toStdString() << std::endl;
-}
 
 QJsonObject valuesOf(const QVector<Reading>& readings)
 {
@@ -47,6 +43,13 @@ double Report::seconds() const
 QString Report::stamp() const
 {
     return QString("(%1)").arg(seconds(), 0, 'f', 6);
+}
+
+// Behind a line that could not be written no other one is.
+void Report::print(const QString& line) const
+{
+    if (std::cout && !(std::cout << line.toStdString() << std::endl))
+        onFailure(qt_error_string(errno));
 }
 
 void Report::printJson(QJsonObject object) const

@@ -5,6 +5,8 @@
 #include <QElapsedTimer>
 #include <QJsonObject>
 
+#include <functional>
+
 /// Writes what canbench has to tell on standard output, one line an item, for people or as JSON.
 class Report
 {
@@ -27,8 +29,11 @@ public:
     /// Plain text, of one line or more.
     void text(const QString& text) const;
 
+    std::function<void(const QString& why)> onFailure; ///< called once, when a line cannot be written
+
 private:
     double seconds() const; // since the program's start
+    void print(const QString& line) const;
     void printJson(QJsonObject object) const;
 
     QElapsedTimer m_clock;

@@ -15,6 +15,7 @@ enum ExitCode {
     NoPlugin = 3,
     DeviceGone = 4,
     BadCommand = 5,
+    CannotWrite = 6,
 };
 
 /// Thrown by a command that cannot be carried out, with what is wrong and what would be right.

@@ -102,6 +102,7 @@ void CanbenchTest::endings_data()
     row("a library that is not there", {"--plugin", nowhere}, "", 3, "--plugin names another library");
     row("a library that is no plug-in", {"--plugin", CANBENCH_FILE}, "", 3, "metadata: {}");
     row("the device stays away", {"--port", nowhere, "--give-up", "1"}, "", 4, "away for 1 s");
+    row("a full disk", {}, "state", 6, "cannot write standard output: No space left");
     row("an unknown command", {}, "\n# so\nfly", 5, "input:3: unknown \"fly\"; known: start, stop");
     row("a wrong argument", {}, "send 2", 5, "two hexadecimal digits each");
     const QByteArray door = "expect tx 2E8101007D2E8101017C within 5s\n expect rx 2E24 02400099 within 5s\n"
@@ -125,6 +126,7 @@ void CanbenchTest::endings()
     Peer peer(m_device);
     peer.send(leftDoorOpen);
     peer.send(leftDoorOpen);
+    m_bench.setStandardOutputFile(told.contains("standard output") ? "/dev/full" : QString());
     run(arguments, input + '\n');
     QVERIFY(m_bench.waitForFinished());
     const QString error = m_bench.readAllStandardError();
