@@ -12,6 +12,7 @@
 #include <QPluginLoader>
 #include <QSocketNotifier>
 
+#include <cerrno>
 #include <csignal>
 #include <iostream>
 #include <sys/signalfd.h>
@@ -46,21 +47,30 @@ CanServiceBase* loadService(const QString& path)
     return service;
 }
 
+// A capture that cannot be written is told of once, and closed.
+bool write(QFile& capture, const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    if (capture.isOpen() && capture.write(bytes) == bytes.size())
+        return true;
+    const bool isShort = capture.error() == QFile::NoError; // and QFile does not tell why
+    note(QString("cannot write %1: %2")
+             .arg(capture.fileName(), isShort ? qt_error_string(errno) : capture.errorString()));
+    capture.close();
+    return false;
+}
+
+// Unbuffered, so that a capture holds what happened before a crash.
 bool openCapture(QFile& capture, const QString& purpose)
 {
-    if (!capture.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        note(QString("cannot write %1: %2").arg(capture.fileName(), capture.errorString()));
-        return false;
-    }
+    capture.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
     const QString header = "# date: %1\n# line: 38400 baud, 8N1\n# car model: %2, index %3\n# purpose: %4\n"
                            "# (seconds.micros) rx|tx HEX; rx is what the head unit received\n";
     const HostSetup& setup = hostSetup();
-    capture.write(header.arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate))
-                      .arg(setup.carModelId)
-                      .arg(setup.carModelIndex)
-                      .arg(purpose)
-                      .toUtf8());
-    return true;
+    return write(capture, header.arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate))
+                              .arg(setup.carModelId)
+                              .arg(setup.carModelIndex)
+                              .arg(purpose));
 }
 
 // Shows a signal with what it changed. Returns it as a script can expect it.
@@ -75,8 +85,9 @@ Event show(const Report& report, CarState& car, const QString& signal, const QVe
     return {signal, parts, {}};
 }
 
-int run(const Options& options, CanServiceBase& service, QFile& capture)
+int run(const Options& options, CanServiceBase& service)
 {
+    QFile capture(options.record);
     Report report(options.json);
     CarState car(service);
     Script script([&](const QString& line) { execute({service, car, report, script}, line); });
@@ -90,8 +101,8 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
         const QString line = report.stamp() + ' ' + direction + ' ' + bytes.toHex().toUpper() + '\n';
         if (options.trace)
             std::cerr << line.toStdString();
-        if (capture.isOpen())
-            capture.write(line.toUtf8());
+        if (capture.isOpen() && !write(capture, line))
+            script.end(CannotWrite);
     };
     const auto onBytes = [&](const QString& direction, const QByteArray& bytes) {
         if (options.trace || capture.isOpen())
@@ -126,10 +137,13 @@ int run(const Options& options, CanServiceBase& service, QFile& capture)
         note(QString("cannot read %1: %2").arg(options.script, error));
         return BadArguments;
     }
+    if (!options.record.isEmpty() && !openCapture(capture, options.purpose))
+        return BadArguments;
     service.start();
     const int code = QCoreApplication::exec();
     service.stop();
-    return code;
+    const bool isWritten = std::cout && (options.record.isEmpty() || capture.isOpen());
+    return isWritten ? code : CannotWrite;
 }
 
 } // namespace
@@ -151,9 +165,6 @@ int main(int argc, char* argv[])
     QSocketNotifier signalled(signalFile, QSocketNotifier::Read);
     QObject::connect(&signalled, &QSocketNotifier::activated, [] { QCoreApplication::exit(CleanEnd); });
 
-    QFile capture(options.record);
-    if (!options.record.isEmpty() && !openCapture(capture, options.purpose))
-        return BadArguments;
     const std::unique_ptr<CanServiceBase> service(loadService(hostSetup().pluginPath));
-    return service ? run(options, *service, capture) : NoPlugin;
+    return service ? run(options, *service) : NoPlugin;
 }

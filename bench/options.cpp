@@ -21,7 +21,7 @@ Exit codes:
   3  the plug-in cannot be loaded
   4  the device has been away for longer than --give-up
   5  a script holds a command that cannot be carried out
-  6  standard output cannot be written)";
+  6  standard output or the capture cannot be written)";
 
 // Ends the program over arguments that cannot be used.
 [[noreturn]] void refuse(const QString& text)
