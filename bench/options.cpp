@@ -93,7 +93,7 @@ Options readOptions(const QStringList& arguments)
     if (!languages().contains(parser.value("language")))
         refuse("--language is one of " + languages().join(", "));
     HostSetup& setup = hostSetup();
-    setup.device = parser.value("port");
+    setup.device = QFileInfo(parser.value("port")).absoluteFilePath();
     setup.carModelId = number(parser, "car-model", 0, 65535);
     setup.carModelIndex = number(parser, "car-model-index", 0, 255);
     setup.giveUp = std::chrono::seconds(number(parser, "give-up", 0, 86400));

@@ -53,6 +53,7 @@ private:
     void handOn(const QByteArray& chunk);
 
     SerialPort* m_port;
+    QString m_name; // as it was given; QSerialPort's leaves out /dev
     QSerialPort m_device;
     QTimer m_retry;
     QElapsedTimer m_absence;
@@ -72,7 +73,8 @@ bool SerialPort::Private::open(const QString& portName, int baud)
 {
     close();
     // 8 data bits, no parity and 1 stop bit are what QSerialPort starts with.
-    m_device.setPortName(portName.isEmpty() ? hostSetup().device : portName);
+    m_name = portName.isEmpty() ? hostSetup().device : portName;
+    m_device.setPortName(m_name);
     m_device.setBaudRate(baud);
     if (openDevice())
         return true;
@@ -99,7 +101,7 @@ void SerialPort::Private::close()
 
 void SerialPort::Private::waitForDevice(const QString& what, const QString& why)
 {
-    note(QString("%1 %2: %3; waiting for it").arg(what, m_device.portName(), why));
+    note(QString("%1 %2: %3; waiting for it").arg(what, m_name, why));
     m_absence.start();
     m_retry.start(firstPause);
 }
@@ -107,12 +109,12 @@ void SerialPort::Private::waitForDevice(const QString& what, const QString& why)
 void SerialPort::Private::tryAgain()
 {
     if (openDevice()) {
-        note(m_device.portName() + " is open");
+        note(m_name + " is open");
         return;
     }
     const auto giveUp = hostSetup().giveUp;
     if (giveUp > 0s && m_absence.hasExpired(std::chrono::milliseconds(giveUp).count())) {
-        note(QString("%1 has been away for %2 s, giving up").arg(m_device.portName()).arg(giveUp.count()));
+        note(QString("%1 has been away for %2 s, giving up").arg(m_name).arg(giveUp.count()));
         emit LineWatch::instance().goneForGood();
         return;
     }
