@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 
 #include <cmath>
+#include <optional>
 
 namespace {
 
@@ -99,13 +100,20 @@ int find(const QString& name, const QStringList& names)
     return row;
 }
 
-int toNumber(const QString& text)
+// Decimal, or hexadecimal behind 0x.
+std::optional<int> numberIn(const QString& text)
 {
     bool valid = false;
-    const int number = text.toInt(&valid, 0);
-    if (!valid)
+    const int number = text.toInt(&valid, text.startsWith("0x", Qt::CaseInsensitive) ? 16 : 10);
+    return valid ? std::optional(number) : std::nullopt;
+}
+
+int toNumber(const QString& text)
+{
+    const std::optional<int> number = numberIn(text);
+    if (!number)
         throw CommandError{QString("\"%1\" is no number").arg(text)};
-    return number;
+    return *number;
 }
 
 QByteArray toBytes(const QString& text)
@@ -159,10 +167,8 @@ QVariant send(const Bench& bench, const Words& words)
 
 QVariant climateKey(const Bench& bench, const Words& words)
 {
-    bool isNumber = false;
-    int code = words[0].toInt(&isNumber);
-    if (!isNumber)
-        code = climateKeys[find(words[0], namesIn<climateKeys>())].code;
+    const std::optional<int> number = numberIn(words[0]);
+    const int code = number ? *number : climateKeys[find(words[0], namesIn<climateKeys>())].code;
     return bench.service.sendAcKey(code, toNumber(words.value(1, "1")));
 }
 
@@ -216,7 +222,10 @@ QVariant clock(const Bench& bench, const Words& words)
 
 QVariant setCarModel(const Bench&, const Words& words)
 {
-    hostSetup().carModelId = toNumber(words[0]);
+    const int id = toNumber(words[0]);
+    if (id < 0 || id > 65535)
+        throw CommandError{"car models are 0 to 65535"};
+    hostSetup().carModelId = id;
     return {};
 }
 

@@ -104,6 +104,10 @@ void CanbenchTest::endings_data()
     row("the device stays away", {"--port", nowhere, "--give-up", "1"}, "", 4, "away for 1 s");
     row("a full disk", {}, "state", 6, "cannot write standard output: No space left");
     row("an unknown command", {}, "\n# so\nfly", 5, "input:3: unknown \"fly\"; known: start, stop");
+    row("a model out of range", {}, "car-model -5", 5, "0 to 65535");
+    row("numbers", {},
+        "position 010\nexpect tx 390A37 within 1ms\nac 0x0F\nexpect tx 2EC70600020000000030 within 1ms\nquit",
+        0, "");
     row("a wrong argument", {}, "send 2", 5, "two hexadecimal digits each");
     const QByteArray door = "expect tx 2E8101007D2E8101017C within 5s\n expect rx 2E24 02400099 within 5s\n"
                             "expect doorChanged leftFrontDoorOpen=true within 5s\n";
