@@ -3,7 +3,6 @@
 #include "hostservices.h"
 
 #include <QMetaMethod>
-#include <QProcess>
 #include <QRegularExpression>
 
 #include <cmath>
@@ -98,6 +97,18 @@ int find(const QString& name, const QStringList& names)
     if (row < 0)
         throw CommandError{QString("unknown \"%1\"; known: %2").arg(name, names.join(", "))};
     return row;
+}
+
+// Words stand between blanks; double quotes keep blanks in a word, and three in a row are one of its own.
+QStringList wordsOf(QString line)
+{
+    static const QRegularExpression word(R"(("[^"]*("|$)|[^"\s])+)");
+    const QChar quote = QChar::ObjectReplacementCharacter;
+    line.replace(R"(""")", quote);
+    QStringList words;
+    for (auto i = word.globalMatch(line); i.hasNext();)
+        words.append(i.next().captured().remove('"').replace(quote, '"'));
+    return words;
 }
 
 // Decimal, or hexadecimal behind 0x.
@@ -336,7 +347,7 @@ void checkCount(const Command& command, const Words& words)
 
 void execute(const Bench& bench, const QString& line)
 {
-    Words words = QProcess::splitCommand(line);
+    Words words = wordsOf(line);
     const Command& command = commands[find(words.isEmpty() ? line : words.takeFirst(), commandNames())];
     checkCount(command, words);
     if (!command.waits)

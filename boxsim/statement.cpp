@@ -1,6 +1,5 @@
 #include "statement.h"
 
-#include <QProcess>
 #include <QRegularExpression>
 
 #include <array>
@@ -105,6 +104,19 @@ bool take(const QString& element, const QString& word, Arguments& out)
     return takeChoice(element.split('|'), word, out);
 }
 
+/// The words of @p line stand between blanks; double quotes keep blanks in a word, and three in a row are one
+/// of its own.
+QStringList wordsOf(QString line)
+{
+    static const QRegularExpression word(QStringLiteral(R"(("[^"]*("|$)|[^"\s])+)"));
+    const QChar quote = QChar::ObjectReplacementCharacter;
+    line.replace(QStringLiteral(R"(""")"), QString(quote));
+    QStringList words;
+    for (auto i = word.globalMatch(line); i.hasNext();)
+        words.append(i.next().captured().remove('"').replace(quote, '"'));
+    return words;
+}
+
 /// A statement that fits the words read so far.
 struct Candidate
 {
@@ -137,7 +149,7 @@ QString expected(const QVector<Candidate>& candidates, int i)
 /// mistake.
 Parsed parse(const QString& line)
 {
-    const QStringList words = QProcess::splitCommand(line);
+    const QStringList words = wordsOf(line);
     QVector<Candidate> candidates;
     for (const Statement& statement : statements())
         candidates.append({&statement, statement.syntax.split(' '), {}});

@@ -105,6 +105,8 @@ void CanbenchTest::endings_data()
     row("a full disk", {}, "state", 6, "cannot write standard output: No space left");
     row("an unknown command", {}, "\n# so\nfly", 5, "input:3: unknown \"fly\"; known: start, stop");
     row("a model out of range", {}, "car-model -5", 5, "0 to 65535");
+    row("an empty word", {}, "media 1 \"\" ARTIST\nexpect tx 00BE 2E9922840341005200 within 1ms\nquit", 0,
+        "");
     row("numbers", {},
         "position 010\nexpect tx 390A37 within 1ms\nac 0x0F\nexpect tx 2EC70600020000000030 within 1ms\nquit",
         0, "");
