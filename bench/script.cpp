@@ -64,8 +64,9 @@ void Script::run()
         const int end = m_input.indexOf('\n');
         if (end < 0 && !(m_inputEnded && !m_input.isEmpty()))
             break;
-        const QString line = QString::fromUtf8(m_input.left(end)).trimmed();
-        m_input.remove(0, end < 0 ? m_input.size() : end + 1);
+        const int size = end < 0 ? m_input.size() : end;
+        const QString line = QString::fromUtf8(m_input.left(size)).trimmed();
+        m_input.remove(0, size + 1);
         ++m_line;
         if (line.isEmpty() || line.startsWith('#'))
             continue;

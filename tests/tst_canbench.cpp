@@ -133,7 +133,9 @@ void CanbenchTest::endings()
     peer.send(leftDoorOpen);
     peer.send(leftDoorOpen);
     m_bench.setStandardOutputFile(told.contains("standard output") ? "/dev/full" : QString());
-    run(arguments, input + '\n');
+    run(arguments, input);
+    if (!input.isEmpty())
+        m_bench.closeWriteChannel();
     QVERIFY(m_bench.waitForFinished());
     const QString error = m_bench.readAllStandardError();
     QVERIFY2(error.contains(told), qPrintable(error));
