@@ -3,7 +3,6 @@
 #include "hostservices.h"
 
 #include <QFile>
-#include <QSocketNotifier>
 
 #include <unistd.h>
 
@@ -41,20 +40,18 @@ QString Script::readFile(const QString& file)
 void Script::readStandardInput()
 {
     m_origin = isatty(STDIN_FILENO) ? QString() : "standard input";
-    auto* notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, &Script::readSome);
+    m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &Script::readSome);
 }
 
 void Script::readSome()
 {
     char buffer[4096];
     const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
-    if (count > 0) {
+    if (count > 0)
         m_input.append(buffer, int(count));
-    } else {
+    else
         m_inputEnded = true;
-        static_cast<QSocketNotifier*>(sender())->setEnabled(false);
-    }
     run();
 }
 
@@ -78,6 +75,8 @@ void Script::run()
     }
     if (m_inputEnded && m_input.isEmpty() && !m_pause.isActive())
         end(CleanEnd);
+    if (m_notifier) // what comes during a pause waits outside
+        m_notifier->setEnabled(!m_inputEnded && !m_pause.isActive());
 }
 
 void Script::wait(std::chrono::milliseconds duration)

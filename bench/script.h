@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QSocketNotifier>
 #include <QTimer>
 
 #include <chrono>
@@ -79,7 +80,8 @@ private:
     void fail(ExitCode code, const QString& text);
 
     std::function<void(const QString&)> m_execute;
-    QString m_origin; // a file's name, "standard input", or empty for a terminal
+    QString m_origin;                      // a file's name, "standard input", or empty for a terminal
+    QSocketNotifier* m_notifier = nullptr; // of standard input
     QByteArray m_input;
     int m_line = 0;
     bool m_inputEnded = false;
