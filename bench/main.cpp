@@ -139,6 +139,9 @@ int run(const Options& options, CanServiceBase& service)
     }
     if (!options.record.isEmpty() && !openCapture(capture, options.purpose))
         return BadArguments;
+    // Only now that the files are open, since that waits where one is a pipe.
+    QSocketNotifier signalled(takeOverSignals(), QSocketNotifier::Read);
+    QObject::connect(&signalled, &QSocketNotifier::activated, &script, &Script::interrupt);
     service.start();
     const int code = QCoreApplication::exec();
     service.stop();
@@ -150,7 +153,6 @@ int run(const Options& options, CanServiceBase& service)
 
 int main(int argc, char* argv[])
 {
-    const int signalFile = takeOverSignals();
     std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error of writing
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
         std::cerr << text.toStdString() << '\n';
@@ -162,9 +164,6 @@ int main(int argc, char* argv[])
     if (!options.log)
         QLoggingCategory::setFilterRules("default.debug=false");
     selectLanguage(options.language);
-    QSocketNotifier signalled(signalFile, QSocketNotifier::Read);
-    QObject::connect(&signalled, &QSocketNotifier::activated, [] { QCoreApplication::exit(CleanEnd); });
-
     const std::unique_ptr<CanServiceBase> service(loadService(hostSetup().pluginPath));
     return service ? run(options, *service) : NoPlugin;
 }

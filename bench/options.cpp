@@ -16,7 +16,7 @@ from standard input; "help" lists them.
 
 Exit codes:
   0  end of input, quit, SIGINT, SIGTERM or SIGHUP
-  1  an expectation of a script was not met
+  1  an expectation of a script was not met, or a --script was interrupted
   2  wrong arguments
   3  the plug-in cannot be loaded
   4  the device has been away for longer than --give-up

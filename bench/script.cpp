@@ -143,6 +143,11 @@ void Script::fail(ExitCode code, const QString& text)
     end(code);
 }
 
+void Script::interrupt()
+{
+    m_notifier ? end(CleanEnd) : fail(ExpectationFailed, "interrupted");
+}
+
 void Script::end(ExitCode code)
 {
     if (!m_ended)

@@ -66,6 +66,10 @@ public:
     /// Tells that @p event has happened.
     void add(const Event& event);
 
+    /// Ends the script from outside. A file's commands that are left count as an expectation that was not
+    /// met.
+    void interrupt();
+
     /// Ends the script; the commands that are left are not run.
     void end(ExitCode code);
 

@@ -61,10 +61,12 @@ private slots:
     void endings();
     void jsonAndCapture();
     void lineComesBack();
+    void interruptedScript();
 
 private:
     void run(const QStringList& arguments, const QByteArray& input)
     {
+        m_output.clear();
         m_bench.start(CANBENCH_FILE, m_line + arguments);
         m_bench.write(input);
     }
@@ -188,6 +190,18 @@ void CanbenchTest::lineComesBack()
     const QByteArray told = m_bench.readAllStandardError();
     QCOMPARE(told.count("lost "), 1);
     QCOMPARE(told.count("is open"), 1);
+}
+
+void CanbenchTest::interruptedScript()
+{
+    Peer peer(m_device);
+    peer.send(leftDoorOpen);
+    run({"--script", "/dev/stdin"}, "wait 1000s");
+    m_bench.closeWriteChannel();
+    QVERIFY(says("doorChanged"));
+    m_bench.terminate();
+    QVERIFY(m_bench.waitForFinished());
+    QCOMPARE(m_bench.exitCode(), 1);
 }
 
 QTEST_GUILESS_MAIN(CanbenchTest)
