@@ -125,7 +125,9 @@ void SerialPort::Private::lose(QSerialPort::SerialPortError error)
 {
     if (error == QSerialPort::NoError || !m_device.isOpen())
         return;
-    const QString why = m_device.errorString();
+    // Where the device has gone, the text is that of whichever call met it first.
+    const bool isGone = error == QSerialPort::ReadError || error == QSerialPort::ResourceError;
+    const QString why = isGone ? "the device is gone" : m_device.errorString();
     const QByteArray rest = m_device.readAll();
     m_device.close();
     waitForDevice("lost", why);
