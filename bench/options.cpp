@@ -17,7 +17,7 @@ from standard input; "help" lists them.
 Exit codes:
   0  end of input, quit, SIGINT, SIGTERM or SIGHUP
   1  an expectation of a script was not met, or a --script was interrupted
-  2  wrong arguments
+  2  wrong arguments, or a file of theirs that cannot be used
   3  the plug-in cannot be loaded
   4  the device has been away for longer than --give-up
   5  a script holds a command that cannot be carried out
@@ -55,20 +55,24 @@ QList<QCommandLineOption> knownOptions()
     return {
         {{"h", "help"}, "Show this help."},
         {"version", "Show the version."},
-        {"port", "The serial device that is wired to the CAN box.", "device"},
-        {"car-model", "The id of the car model, 0 to 65535.", "id"},
-        {"car-model-index", "The car model index for the CAN box, 0 to 254; 255 announces none.", "index",
-         "255"},
-        {"settings-root", "The directory that stands for the head unit's root file system.", "directory"},
+        {"port", "The serial device that is wired to the CAN box; needed.", "device"},
+        {"car-model", "The id of the car model, 0 to 65535; needed.", "id"},
+        {"car-model-index",
+         "The car model index for the CAN box, 0 to 254; 255, the default, announces none.", "index", "255"},
+        {"settings-root",
+         "The directory that stands for the head unit's root file system; otherwise the sample of canbench.",
+         "directory"},
         {"plugin", "The plug-in to load; otherwise the one beside canbench or in its library folder.",
          "file"},
-        {"language", "The language of units and labels: " + languages().join(", ") + '.', "language", "en"},
+        {"language", "The language of units and labels: " + languages().join(", ") + "; en by default.",
+         "language", "en"},
         {"trace", "Show the raw bytes of both directions."},
         {"log", "Show the plug-in's log lines."},
         {"json", "Write one JSON object a line."},
         {"record", "Write the raw bytes of both directions to a capture file.", "file"},
         {"purpose", "What the capture's header says about its purpose.", "text", "recorded by canbench"},
-        {"give-up", "End when the device has been away for so long; 0 waits for ever.", "seconds", "300"},
+        {"give-up", "End when the device has been away for so long, 300 by default; 0 waits for ever.",
+         "seconds", "300"},
         {"script", "Run the commands of a file instead of standard input's.", "file"},
     };
 }
@@ -81,13 +85,19 @@ Options readOptions(const QStringList& arguments)
     parser.setApplicationDescription(description);
     parser.addOptions(knownOptions());
     if (!parser.parse(arguments))
-        refuse(parser.errorText());
+        refuse(parser.errorText().chopped(1)); // its full stop
     if (parser.isSet("help"))
         parser.showHelp();
     if (parser.isSet("version"))
         parser.showVersion();
     if (!parser.positionalArguments().isEmpty())
         refuse("unexpected argument " + parser.positionalArguments().constFirst());
+    for (const QCommandLineOption& option : knownOptions()) {
+        if (!option.valueName().isEmpty() && parser.isSet(option) && parser.value(option).isEmpty())
+            refuse("--" + option.names().constLast() + " needs a value");
+    }
+    if (parser.value("purpose").contains('\n'))
+        refuse("--purpose is one line");
     if (!parser.isSet("port") || !parser.isSet("car-model"))
         refuse("--port and --car-model are needed");
     if (!languages().contains(parser.value("language")))

@@ -96,7 +96,9 @@ void CanbenchTest::endings_data()
     const auto row = [](const char* name, const QStringList& arguments, const QByteArray& input, int code,
                         const QString& told) { QTest::newRow(name) << arguments << input << code << told; };
     const QString nowhere = m_folder.filePath("no/file");
-    row("an unknown option", {"--fly"}, "", 2, "Unknown option 'fly'");
+    row("an unknown option", {"--fly"}, "", 2, "Unknown option 'fly'; --help");
+    row("an empty value", {"--port", ""}, "", 2, "--port needs a value; --help");
+    row("a purpose of two lines", {"--purpose", "a\nb"}, "", 2, "one line");
     row("a model that is no number", {"--car-model", "x"}, "", 2, "a number from 0 to 65535");
     row("an unknown language", {"--language", "fr"}, "", 2, "one of de, en");
     row("a script that is not there", {"--script", nowhere}, "", 2, "cannot read " + nowhere);
