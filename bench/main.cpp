@@ -14,10 +14,21 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <iostream>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace {
+
+// Puts /dev/null in the place of closed standard streams, so that no file or device gets their numbers.
+void openStandardStreams()
+{
+    int file = 0;
+    while (file >= 0 && file <= STDERR_FILENO)
+        file = open("/dev/null", O_RDWR);
+    close(file);
+}
 
 // SIGINT, SIGTERM and SIGHUP become readable here instead of ending the process.
 int takeOverSignals()
@@ -153,6 +164,7 @@ int run(const Options& options, CanServiceBase& service)
 
 int main(int argc, char* argv[])
 {
+    openStandardStreams();
     std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error of writing
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
         std::cerr << text.toStdString() << '\n';
