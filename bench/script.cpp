@@ -87,7 +87,7 @@ void Script::wait(std::chrono::milliseconds duration)
 void Script::expect(const Event& event, std::chrono::milliseconds limit)
 {
     m_expected = event;
-    m_expecting = !takeExpected();
+    m_expecting = !takeExpected(m_events.begin());
     if (m_expecting)
         m_pause.start(limit);
 }
@@ -97,17 +97,25 @@ void Script::add(const Event& event)
     if (m_events.size() == eventLimit)
         m_events.pop_front();
     m_events.push_back(event);
-    if (!m_expecting || !takeExpected())
+    if (!m_expecting || event.what != m_expected.what)
+        return;
+    // What was there before did not match: only its last bytes can belong to a match.
+    auto from = m_events.end() - 1;
+    for (int missing = m_expected.bytes.size() - 1; missing > 0 && from != m_events.begin();) {
+        --from;
+        missing -= from->what == event.what ? from->bytes.size() : 0;
+    }
+    if (!takeExpected(from))
         return;
     m_expecting = false;
     wait(std::chrono::milliseconds::zero()); // the next command must not run inside the service's signal
 }
 
 // Bytes are looked for in everything that one direction carried, wherever the chunks' boundaries lie.
-bool Script::takeExpected()
+bool Script::takeExpected(std::deque<Event>::iterator from)
 {
     QByteArray bytes;
-    for (auto i = m_events.begin(); i != m_events.end(); ++i) {
+    for (auto i = from; i != m_events.end(); ++i) {
         Event& event = *i;
         if (event.what != m_expected.what)
             continue;

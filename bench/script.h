@@ -80,7 +80,7 @@ private:
     void run();
     void resume();
     void readSome();
-    bool takeExpected();
+    bool takeExpected(std::deque<Event>::iterator from);
     void fail(ExitCode code, const QString& text);
 
     std::function<void(const QString&)> m_execute;

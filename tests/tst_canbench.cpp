@@ -180,11 +180,12 @@ void CanbenchTest::lineComesBack()
 {
     auto peer = std::make_unique<Peer>(m_device);
     peer->send(leftDoorOpen);
-    run({}, {});
+    run({}, "expect rx 2E2402400099 2E24020000D9 within 20s\nsend 00\n");
     QVERIFY(says("leftFrontDoorOpen=true"));
     peer = std::make_unique<Peer>(m_device);
     peer->send(doorsClosed);
     QVERIFY(says("leftFrontDoorOpen=false"));
+    QVERIFY(says("send returned 1"));
     QCOMPARE(m_output.count("notifyCanbusStatus"), 1);
     m_bench.terminate();
     QVERIFY(m_bench.waitForFinished());
