@@ -85,12 +85,16 @@ mem::SettingsExe* mem::SettingsUtil::getSaver()
     return &saver;
 }
 
-// A missing key or file reads as 0. The flag has no meaning on the bench.
+// What is missing or no number reads as 0. The flag has no meaning on the bench.
 int mem::SettingsExe::getValue(QString key, QString file, bool)
 {
     const QString path = QDir::cleanPath(hostSetup().settingsRoot + '/' + file);
     const QSettings settings(path, QSettings::IniFormat);
+    bool isNumber = false;
+    const int value = settings.value(key).toInt(&isNumber);
     if (!settings.contains(key))
         note(QString("no %1 in %2, reading 0; --settings-root names another tree").arg(key, path));
-    return settings.value(key).toInt();
+    else if (!isNumber)
+        note(QString("%1 in %2 is no number, reading 0").arg(key, path));
+    return value;
 }
