@@ -89,10 +89,10 @@ Event show(const Report& report, CarState& car, const QString& signal, const QVe
 {
     const QString topic = CarState::topicOf(signal);
     const QVector<Reading> changed = topic.isEmpty() ? QVector<Reading>() : car.takeChanges(topic);
-    report.signal(signal, arguments, changed);
     QStringList parts;
     for (const Reading& reading : arguments + changed)
         parts.append(reading.assignment());
+    report.signal(signal, arguments, changed, parts);
     return {signal, parts, {}};
 }
 

@@ -59,17 +59,14 @@ void Report::printJson(QJsonObject object) const
     print(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
-void Report::signal(const QString& name, const QVector<Reading>& arguments,
-                    const QVector<Reading>& changed) const
+void Report::signal(const QString& name, const QVector<Reading>& arguments, const QVector<Reading>& changed,
+                    const QStringList& parts) const
 {
     if (m_json)
         return printJson({{"signal", name},
                           {"args", valuesOf(arguments)},
                           {"changed", valuesOf(changed)},
                           {"units", unitsOf(changed)}});
-    QStringList parts;
-    for (const Reading& reading : arguments + changed)
-        parts.append(reading.assignment());
     print((stamp() + ' ' + name + ' ' + parts.join(", ")).trimmed());
 }
 

@@ -16,9 +16,9 @@ public:
     /// The time since the program's start, in the form (seconds.micros).
     QString stamp() const;
 
-    /// A signal with its arguments and the values that it changed.
-    void signal(const QString& name, const QVector<Reading>& arguments,
-                const QVector<Reading>& changed) const;
+    /// A signal with its arguments and the values that it changed; @p parts are all of them as text.
+    void signal(const QString& name, const QVector<Reading>& arguments, const QVector<Reading>& changed,
+                const QStringList& parts) const;
 
     /// How the car is, grouped by topic.
     void state(const QVector<Reading>& readings) const;
