@@ -1,4 +1,6 @@
-// canbench as a process: how it ends, what it writes, and its line against a peer that the test plays itself.
+// canbench as a process: how it ends, what it writes, and its line against a peer that the test plays itself
+// and against boxsim. What waits here waits for a condition; the link's own 30 seconds of silence are part of
+// what is shown.
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -47,6 +49,47 @@ private:
     int m_slave;
 };
 
+/// A program under test. Derived from QProcess, it starts its process in a way that emulators of user
+/// programs know.
+class Program : public QProcess
+{
+public:
+    ~Program() override { end(); }
+
+    void start(const QString& file, const QStringList& arguments)
+    {
+        m_output.clear();
+        QProcess::start(file, arguments);
+    }
+
+    void end()
+    {
+        kill();
+        waitForFinished();
+    }
+
+    void type(const QByteArray& line)
+    {
+        write(line + '\n');
+        waitForBytesWritten();
+    }
+
+    /// Its output from where the last call ended through @p text; empty when that does not come within @p ms.
+    QByteArray upTo(const QByteArray& text, int ms = 5000)
+    {
+        QElapsedTimer clock;
+        for (clock.start(); !m_output.contains(text) && clock.elapsed() < ms; m_output += readAll())
+            waitForReadyRead(50);
+        const int at = m_output.indexOf(text);
+        const QByteArray output = at < 0 ? QByteArray() : m_output.left(at + text.size());
+        m_output.remove(0, output.size());
+        return output;
+    }
+
+private:
+    QByteArray m_output;
+};
+
 const char leftDoorOpen[] = "2E2402400099";
 const char doorsClosed[] = "2E24020000D9";
 
@@ -62,29 +105,19 @@ private slots:
     void jsonAndCapture();
     void lineComesBack();
     void interruptedScript();
+    void boxIsLostAndReturns();
 
 private:
     void run(const QStringList& arguments, const QByteArray& input)
     {
-        m_output.clear();
         m_bench.start(CANBENCH_FILE, m_line + arguments);
         m_bench.write(input);
-    }
-
-    bool says(const QByteArray& text)
-    {
-        while (!m_output.contains(text) && m_bench.waitForReadyRead(5000))
-            m_output += m_bench.readAll();
-        return m_output.contains(text);
     }
 
     QTemporaryDir m_folder;
     QString m_device = m_folder.filePath("device");
     QStringList m_line = {"--port", m_device, "--car-model", "20", "--plugin", PLUGIN_FILE};
-    class : public QProcess
-    {
-    } m_bench; // derived, for it then starts its process in a way that emulators of user programs know
-    QByteArray m_output;
+    Program m_bench;
 };
 
 void CanbenchTest::endings_data()
@@ -181,12 +214,12 @@ void CanbenchTest::lineComesBack()
     auto peer = std::make_unique<Peer>(m_device);
     peer->send(leftDoorOpen);
     run({}, "expect rx 2E2402400099 2E24020000D9 within 20s\nsend 00\n");
-    QVERIFY(says("leftFrontDoorOpen=true"));
+    QCOMPARE(m_bench.upTo("leftFrontDoorOpen=true").count("notifyCanbusStatus"), 1);
     peer = std::make_unique<Peer>(m_device);
     peer->send(doorsClosed);
-    QVERIFY(says("leftFrontDoorOpen=false"));
-    QVERIFY(says("send returned 1"));
-    QCOMPARE(m_output.count("notifyCanbusStatus"), 1);
+    const QByteArray output = m_bench.upTo("leftFrontDoorOpen=false");
+    QVERIFY(!output.isEmpty() && !output.contains("notifyCanbusStatus"));
+    QVERIFY(!m_bench.upTo("send returned 1").isEmpty());
     m_bench.terminate();
     QVERIFY(m_bench.waitForFinished());
     QCOMPARE(m_bench.exitCode(), 0);
@@ -201,10 +234,38 @@ void CanbenchTest::interruptedScript()
     peer.send(leftDoorOpen);
     run({"--script", "/dev/stdin"}, "wait 1000s");
     m_bench.closeWriteChannel();
-    QVERIFY(says("doorChanged"));
+    QVERIFY(!m_bench.upTo("doorChanged").isEmpty());
     m_bench.terminate();
     QVERIFY(m_bench.waitForFinished());
     QCOMPARE(m_bench.exitCode(), 1);
+}
+
+void CanbenchTest::boxIsLostAndReturns()
+{
+    const QString link = m_folder.filePath("canbox");
+    Program box;
+    const auto startBox = [&] {
+        QFile::remove(link); // a killed box leaves it, and another pseudo-terminal may get the number
+        box.start(BOXSIM_FILE, {"--link", link});
+        QVERIFY(!box.upTo(link.toUtf8()).isEmpty());
+    };
+    const auto shows = [&](const char* line, int ms = 5000) { return !m_bench.upTo(line, ms).isEmpty(); };
+    startBox();
+    run({"--port", link}, {});
+    QVERIFY(shows("notifyCanbusStatus status=3"));
+    box.type("door front-left open");
+    QVERIFY(shows("doorChanged doorStatus=64, leftFrontDoorOpen=true"));
+    box.end();
+    QVERIFY(shows("notifyCanbusStatus status=0", 40000));
+    startBox();
+    QVERIFY(shows("notifyCanbusStatus status=3", 10000));
+    QVERIFY(shows("doorChanged doorStatus=0, leftFrontDoorOpen=false"));
+    box.type("door back open");
+    QVERIFY(shows("doorChanged doorStatus=8, backDoorOpen=true"));
+    m_bench.type("quit");
+    QVERIFY(m_bench.waitForFinished());
+    QCOMPARE(m_bench.exitCode(), 0);
+    QVERIFY(!box.upTo("head unit: stop").isEmpty());
 }
 
 QTEST_GUILESS_MAIN(CanbenchTest)
