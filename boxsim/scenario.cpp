@@ -15,7 +15,8 @@ constexpr double LongestScenarioSeconds = 86400;
 /// Reads one line, which must not be earlier than @p earliestMs. @return what is wrong with it, else empty.
 QString readStep(const QString& line, int earliestMs, Scenario::Step& step)
 {
-    const QString time = line.section(QRegularExpression(QStringLiteral("\\s+")), 0, 0);
+    static const QRegularExpression blanks(QStringLiteral("\\s+"));
+    const QString time = line.section(blanks, 0, 0);
     bool ok = false;
     const double seconds = time.toDouble(&ok);
     if (!ok || !(seconds >= 0 && seconds <= LongestScenarioSeconds)) // it may be "nan"
