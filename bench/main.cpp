@@ -130,12 +130,12 @@ int run(const Options& options, CanServiceBase& service)
     SignalTap tap([&](const QString& signal, const QVector<Reading>& arguments) {
         script.add(show(report, car, signal, arguments));
     });
-    const auto status = &CanServiceBase::notifyCanbusStatus;
-    tap.connectTo(service, CanServiceBase::staticMetaObject, QMetaMethod::fromSignal(status));
+    tap.connectTo(service, CanServiceBase::staticMetaObject,
+                  QMetaMethod::fromSignal(&CanServiceBase::notifyCanbusStatus));
     // The status comes with every frame: one that repeats the last is an event, and no line.
     int lastStatus = -1;
     Event lastEvent;
-    QObject::connect(&service, status, &script, [&](int now) {
+    QObject::connect(&service, &CanServiceBase::notifyCanbusStatus, &script, [&](int now) {
         if (now != lastStatus || options.trace)
             lastEvent = show(report, car, "notifyCanbusStatus", {{{}, "status", now, {}}});
         lastStatus = now;
@@ -165,7 +165,7 @@ int run(const Options& options, CanServiceBase& service)
 int main(int argc, char* argv[])
 {
     openStandardStreams();
-    std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error of writing
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that has gone is an error of writing
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
         std::cerr << text.toStdString() << '\n';
     });
