@@ -81,7 +81,7 @@ public:
         for (clock.start(); !m_output.contains(text) && clock.elapsed() < ms; m_output += readAll())
             waitForReadyRead(50);
         const int at = m_output.indexOf(text);
-        const QByteArray output = at < 0 ? QByteArray() : m_output.left(at + text.size());
+        QByteArray output = at < 0 ? QByteArray() : m_output.left(at + text.size());
         m_output.remove(0, output.size());
         return output;
     }
