@@ -1,11 +1,12 @@
 // What stands at the head unit's end of the line at the least: acknowledges each good frame and does no more.
-// usage: linepeer poll|direct|queued|written DEVICE     without Qt; with QSerialPort, whose signal is taken
-// at once or queued; queued, and the answer written to the device itself
+// usage: linepeer poll|direct|queued|written|timed DEVICE     without Qt; with QSerialPort, whose signal is
+// taken at once or queued; queued, and the answer written to the device itself; and a timer of 30 s restarted
 
 #include "idealparser.h"
 
 #include <QCoreApplication>
 #include <QSerialPort>
+#include <QTimer>
 
 #include <cstdio>
 #include <fcntl.h>
@@ -14,14 +15,23 @@
 #include <termios.h>
 #include <unistd.h>
 
+using namespace std::chrono_literals;
+
 namespace {
 
 int device = -1;
 QSerialPort* port = nullptr;
+QTimer* silence = nullptr;
 
 void answer(int, const unsigned char*, int)
 {
     static_cast<void>(!write(device, "\xFF", 1));
+}
+
+void answerAndWatch(int type, const unsigned char* payload, int size)
+{
+    answer(type, payload, size);
+    silence->start(30s);
 }
 
 int runPoll(const char* path)
@@ -55,6 +65,8 @@ int runQSerialPort(const char* path, Qt::ConnectionType connection, IdealParser:
     QSerialPort serial(QString::fromLocal8Bit(path));
     serial.setBaudRate(38400);
     port = &serial;
+    QTimer timer;
+    silence = &timer;
     IdealParser parser(onFrame);
     const auto receive = [&] {
         const QByteArray chunk = serial.readAll();
@@ -80,6 +92,8 @@ int main(int argc, char** argv)
         return runQSerialPort(argv[2], Qt::QueuedConnection, answerThroughPort);
     if (way == "written")
         return runQSerialPort(argv[2], Qt::QueuedConnection, answer);
-    std::fprintf(stderr, "usage: linepeer poll|direct|queued|written DEVICE\n");
+    if (way == "timed")
+        return runQSerialPort(argv[2], Qt::QueuedConnection, answerAndWatch);
+    std::fprintf(stderr, "usage: linepeer poll|direct|queued|written|timed DEVICE\n");
     return 2;
 }
