@@ -96,6 +96,39 @@ Event show(const Report& report, CarState& car, const QString& signal, const QVe
     return {signal, parts, {}};
 }
 
+// Writes down the bytes of both directions, and tells the script of them and of a line that is gone for good.
+void connectLine(const Options& options, const Report& report, Script& script, QFile& capture)
+{
+    const auto onBytes = [&](const QString& direction, const QByteArray& bytes) {
+        if (options.trace || capture.isOpen()) {
+            const QString line = report.stamp() + ' ' + direction + ' ' + bytes.toHex().toUpper() + '\n';
+            if (options.trace)
+                std::cerr << line.toStdString();
+            if (capture.isOpen() && !write(capture, line))
+                script.end(CannotWrite);
+        }
+        script.add({direction, {}, bytes});
+    };
+    LineWatch& line = LineWatch::instance();
+    QObject::connect(&line, &LineWatch::received, &script,
+                     [=](const QByteArray& bytes) { onBytes(QStringLiteral("rx"), bytes); });
+    QObject::connect(&line, &LineWatch::sent, &script,
+                     [=](const QByteArray& bytes) { onBytes(QStringLiteral("tx"), bytes); });
+    QObject::connect(&line, &LineWatch::goneForGood, &script, [&] { script.end(DeviceGone); });
+}
+
+// The status comes with every frame: one that repeats the last is an event, and shown only with @p all.
+void connectStatus(CanServiceBase& service, const Report& report, CarState& car, Script& script, bool all)
+{
+    const auto onStatus = [&, all, last = -1, event = Event()](int status) mutable {
+        if (status != last || all)
+            event = show(report, car, "notifyCanbusStatus", {{{}, "status", status, {}}});
+        last = status;
+        script.add(event);
+    };
+    QObject::connect(&service, &CanServiceBase::notifyCanbusStatus, &script, onStatus);
+}
+
 int run(const Options& options, CanServiceBase& service)
 {
     QFile capture(options.record);
@@ -107,40 +140,13 @@ int run(const Options& options, CanServiceBase& service)
         note("cannot write standard output: " + why);
         script.end(CannotWrite);
     };
-
-    const auto writeDown = [&](const QString& direction, const QByteArray& bytes) {
-        const QString line = report.stamp() + ' ' + direction + ' ' + bytes.toHex().toUpper() + '\n';
-        if (options.trace)
-            std::cerr << line.toStdString();
-        if (capture.isOpen() && !write(capture, line))
-            script.end(CannotWrite);
-    };
-    const auto onBytes = [&](const QString& direction, const QByteArray& bytes) {
-        if (options.trace || capture.isOpen())
-            writeDown(direction, bytes);
-        script.add({direction, {}, bytes});
-    };
-    LineWatch& line = LineWatch::instance();
-    QObject::connect(&line, &LineWatch::received, &script,
-                     [&](const QByteArray& bytes) { onBytes(QStringLiteral("rx"), bytes); });
-    QObject::connect(&line, &LineWatch::sent, &script,
-                     [&](const QByteArray& bytes) { onBytes(QStringLiteral("tx"), bytes); });
-    QObject::connect(&line, &LineWatch::goneForGood, &script, [&] { script.end(DeviceGone); });
-
+    connectLine(options, report, script, capture);
     SignalTap tap([&](const QString& signal, const QVector<Reading>& arguments) {
         script.add(show(report, car, signal, arguments));
     });
     tap.connectTo(service, CanServiceBase::staticMetaObject,
                   QMetaMethod::fromSignal(&CanServiceBase::notifyCanbusStatus));
-    // The status comes with every frame: one that repeats the last is an event, and no line.
-    int lastStatus = -1;
-    Event lastEvent;
-    QObject::connect(&service, &CanServiceBase::notifyCanbusStatus, &script, [&](int now) {
-        if (now != lastStatus || options.trace)
-            lastEvent = show(report, car, "notifyCanbusStatus", {{{}, "status", now, {}}});
-        lastStatus = now;
-        script.add(lastEvent);
-    });
+    connectStatus(service, report, car, script, options.trace);
 
     if (options.script.isEmpty()) {
         script.readStandardInput();
