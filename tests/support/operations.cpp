@@ -145,85 +145,29 @@ QString call(CanServiceBase& service, R (CanServiceBase::*function)(A...), const
     return results.join(QLatin1String(" : "));
 }
 
-// Wrong answers.
-
-bool other(bool value)
-{
-    return !value;
-}
-
-template<typename Number> Number other(Number value)
-{
-    return value + 1;
-}
-
-QString other(const QString& value)
-{
-    return value + 'x';
-}
-
-CarSettingData other(CarSettingData value)
-{
-    ++value.setting0;
-    return value;
-}
-
-GPSTimePacket other(GPSTimePacket value)
-{
-    ++value.value0;
-    return value;
-}
-
-// The virtual table of the service, and the copy of it in which one operation is wrong.
-void** soundTable = nullptr;
-std::vector<void*> wrongTable;
-constexpr std::ptrdiff_t tableHead =
-    2; // what lies before the first slot: offset to the top, type information
-
-void**& tableOf(CanServiceBase& service)
-{
-    return *reinterpret_cast<void***>(&service);
-}
-
-template<auto function> struct Wrong;
-
-// Stands in the slot of the operation: the ABI passes the object as first argument. What returns nothing does
-// nothing but be noticed; what answers is asked soundly, and another answer given.
-template<typename R, typename... A, R (CanServiceBase::*function)(A...)> struct Wrong<function>
-{
-    static R call(CanServiceBase* service, A... arguments)
-    {
-        if constexpr (std::is_void_v<R>) {
-            RecordingHost::instance().note(QStringLiteral("wrong"));
-        } else {
-            tableOf(*service) = soundTable;
-            const R answer = (service->*function)(arguments...);
-            tableOf(*service) = wrongTable.data() + tableHead;
-            return other(answer);
-        }
-    }
-};
-
-template<auto member, typename R, typename... A>
-Operation operation(const char* name, R (CanServiceBase::*function)(A...))
+template<typename R, typename... A> Operation operation(const char* name, R (CanServiceBase::*function)(A...))
 {
     // In the C++ ABI of the platforms that head units use, the first word of a pointer to a virtual member
     // tells the offset in the virtual table: plus one on x86; on ARM as it is, with the mark in the second
     // word.
     std::ptrdiff_t offset = 0;
     std::memcpy(&offset, &function, sizeof offset);
-    const auto invoke = [function](CanServiceBase& service, const QStringList& arguments) {
-        return call(service, function, arguments, std::index_sequence_for<A...>());
+    const bool wrong = qgetenv("SABOTAGED_OPERATION") == name;
+    const auto invoke = [=](CanServiceBase& service, const QStringList& arguments) {
+        if (wrong && std::is_void_v<R>)
+            return QStringLiteral("wrong");
+        const QString answer = call(service, function, arguments, std::index_sequence_for<A...>());
+        return wrong ? answer + " wrong" : answer;
     };
     return {QString::fromLatin1(name), static_cast<int>(offset / std::ptrdiff_t{sizeof(void*)}),
-            !std::is_void_v<R> && areFilled<A...>, reinterpret_cast<void*>(&Wrong<member>::call), invoke};
+            !std::is_void_v<R> && areFilled<A...>, invoke};
 }
 
 } // namespace
 
 const std::vector<Operation>& operations()
 {
-#define OPERATION(slot, name, signature) operation<&CanServiceBase::name>(#name, &CanServiceBase::name),
+#define OPERATION(slot, name, signature) operation(#name, &CanServiceBase::name),
     static const std::vector<Operation> all{
 #include "../abi/slots.inc"
     };
@@ -259,16 +203,4 @@ QStringList changes(const QStringList& before, const QStringList& after)
             lines.append(after.at(i));
     }
     return lines;
-}
-
-void sabotage(CanServiceBase& service)
-{
-    const QString name = qEnvironmentVariable("SABOTAGED_OPERATION");
-    if (name.isEmpty())
-        return;
-    const Operation& last = operations().back();
-    soundTable = tableOf(service);
-    wrongTable.assign(soundTable - tableHead, soundTable + last.slot + 1);
-    wrongTable[static_cast<std::size_t>(tableHead + operation(name).slot)] = operation(name).wrong;
-    tableOf(service) = wrongTable.data() + tableHead;
 }

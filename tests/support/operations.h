@@ -13,8 +13,9 @@ struct Operation
     QString name;
     int slot;      ///< index in the virtual table, as the C++ ABI has it
     bool isGetter; ///< takes nothing, or a record to fill, and gives something back
-    void* wrong;   ///< a function for its slot that answers wrongly
     /// Calls it. Numbers are decimal, bytes "01 02", lists "a|b". The result of a call without one is empty.
+    /// The operation that the environment variable SABOTAGED_OPERATION names answers wrongly, or does not do
+    /// what it should and answers at all: so a test is proved to fail when the operation does.
     std::function<QString(CanServiceBase&, const QStringList& arguments)> call;
 };
 
@@ -26,6 +27,3 @@ const Operation& operation(const QString& name);
 QStringList snapshot(CanServiceBase& service);
 /// The lines of @p after that differ from those of @p before, both snapshots.
 QStringList changes(const QStringList& before, const QStringList& after);
-/// Makes one operation of @p service wrong: the one that the environment variable SABOTAGED_OPERATION names,
-/// if any. So a test is proved to fail when the operation does.
-void sabotage(CanServiceBase& service);

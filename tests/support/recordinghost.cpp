@@ -1,7 +1,5 @@
 #include "recordinghost.h"
 
-#include "operations.h"
-
 #include <canbusmanager.h>
 #include <configmanager.h>
 #include <settings.h>
@@ -62,7 +60,6 @@ CanServiceBase& RecordingHost::restart()
     setLogs(false);
     m_journal.clear();
     m_service = qobject_cast<CanServiceBase*>(m_loader.instance());
-    sabotage(*m_service);
     const QMetaObject& meta = CanServiceBase::staticMetaObject;
     for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
         QMetaObject::connect(m_service, i, this, QObject::staticMetaObject.methodCount() + i,
