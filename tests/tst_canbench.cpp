@@ -245,7 +245,6 @@ void CanbenchTest::boxIsLostAndReturns()
     const QString link = m_folder.filePath("canbox");
     Program box;
     const auto startBox = [&] {
-        QFile::remove(link); // a killed box leaves it, and another pseudo-terminal may get the number
         box.start(BOXSIM_FILE, {"--link", link});
         QVERIFY(!box.upTo(link.toUtf8()).isEmpty());
     };
@@ -256,6 +255,7 @@ void CanbenchTest::boxIsLostAndReturns()
     box.type("door front-left open");
     QVERIFY(shows("doorChanged doorStatus=64, leftFrontDoorOpen=true"));
     box.end();
+    QFile::remove(link); // a killed box leaves it, and another pseudo-terminal may get the number
     QVERIFY(shows("notifyCanbusStatus status=0", 40000));
     startBox();
     QVERIFY(shows("notifyCanbusStatus status=3", 10000));
