@@ -1,8 +1,7 @@
 // Prints what the host's interface is for this compiler and architecture, in the form in which tests/abi
 // keeps it. usage: contract slots|layout|metadata
 
-#include "operations.h"
-
+#include <canservicebase.h>
 #include <serialport.h>
 
 #include <QJsonDocument>
@@ -13,7 +12,17 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <typeinfo>
+
+// In the C++ ABI of the platforms that head units use, the first word of a pointer to a virtual member tells
+// the offset in the virtual table: plus one on x86; on ARM as it is, with the mark in the second word.
+template<typename Member> static int slotOf(Member member)
+{
+    std::ptrdiff_t offset = 0;
+    std::memcpy(&offset, &member, sizeof offset);
+    return static_cast<int>(offset / std::ptrdiff_t{sizeof(void*)});
+}
 
 static QByteArray signature(const std::type_info& member)
 {
@@ -23,12 +32,20 @@ static QByteArray signature(const std::type_info& member)
     return result;
 }
 
+// The first virtual function of a class derived from the host's takes the slot behind the host's last.
+class Beyond : public CanServiceBase
+{
+public:
+    virtual void beyond() = 0;
+};
+
 static void printSlots()
 {
 #define OPERATION(number, name, ...)                                                                         \
-    std::printf("OPERATION(%d, %s, %s)\n", operation(#name).slot, #name,                                     \
+    std::printf("OPERATION(%d, %s, %s)\n", slotOf(&CanServiceBase::name), #name,                             \
                 signature(typeid(&CanServiceBase::name)).constData());
 #include "slots.inc"
+    std::printf("// The next slot would be %d.\n", slotOf(&Beyond::beyond));
 }
 
 static void printLayout()

@@ -3,7 +3,6 @@
 #include "recordinghost.h"
 
 #include <algorithm>
-#include <cstring>
 #include <tuple>
 #include <type_traits>
 
@@ -147,11 +146,6 @@ QString call(CanServiceBase& service, R (CanServiceBase::*function)(A...), const
 
 template<typename R, typename... A> Operation operation(const char* name, R (CanServiceBase::*function)(A...))
 {
-    // In the C++ ABI of the platforms that head units use, the first word of a pointer to a virtual member
-    // tells the offset in the virtual table: plus one on x86; on ARM as it is, with the mark in the second
-    // word.
-    std::ptrdiff_t offset = 0;
-    std::memcpy(&offset, &function, sizeof offset);
     const bool wrong = qgetenv("SABOTAGED_OPERATION") == name;
     const auto invoke = [=](CanServiceBase& service, const QStringList& arguments) {
         if (wrong && std::is_void_v<R>)
@@ -159,8 +153,7 @@ template<typename R, typename... A> Operation operation(const char* name, R (Can
         const QString answer = call(service, function, arguments, std::index_sequence_for<A...>());
         return wrong ? answer + " wrong" : answer;
     };
-    return {QString::fromLatin1(name), static_cast<int>(offset / std::ptrdiff_t{sizeof(void*)}),
-            !std::is_void_v<R> && areFilled<A...>, invoke};
+    return {QString::fromLatin1(name), !std::is_void_v<R> && areFilled<A...>, invoke};
 }
 
 } // namespace

@@ -11,7 +11,6 @@
 struct Operation
 {
     QString name;
-    int slot;      ///< index in the virtual table, as the C++ ABI has it
     bool isGetter; ///< takes nothing, or a record to fill, and gives something back
     /// Calls it. Numbers are decimal, bytes "01 02", lists "a|b". The result of a call without one is empty.
     /// The operation that the environment variable SABOTAGED_OPERATION names answers wrongly, or does not do
