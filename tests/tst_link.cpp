@@ -22,7 +22,6 @@ private slots:
     void logLines();
     void slotSeesNewValue();
     void lostLinkIsNotPolled();
-    void metaObject();
 
 private:
     RecordingHost& m_host = RecordingHost::instance();
@@ -167,15 +166,6 @@ void LinkTest::lostLinkIsNotPolled()
     m_host.receiveFrame(0x2C, {});
     VirtualClock::instance().advance(120000);
     QCOMPARE(m_host.take().filter("2E 90").size(), 1);
-}
-
-void LinkTest::metaObject()
-{
-    QObject& service = m_host.service();
-    QCOMPARE(service.metaObject()->className(), "canservice::SimpleService");
-    QVERIFY(service.inherits("CanServiceBase"));
-    QCOMPARE(service.qt_metacast("canservice::SimpleService"), static_cast<void*>(&service));
-    QCOMPARE(service.qt_metacast(CanServiceBase_iid), static_cast<void*>(&service));
 }
 
 VIRTUAL_TIME_TEST_MAIN(LinkTest)
