@@ -46,12 +46,6 @@ QString Translator::translate(int id)
     return text == QLatin1String(key) ? "#" + text : text;
 }
 
-CanBusManager* CanBusManager::instance()
-{
-    static CanBusManager manager;
-    return &manager;
-}
-
 int CanBusManager::getCarModelId()
 {
     return hostSetup().carModelId;
@@ -62,27 +56,9 @@ int CanBusManager::getHwdCarModelIndex()
     return hostSetup().carModelIndex;
 }
 
-canservice::ConfigManager* canservice::ConfigManager::instance()
-{
-    static ConfigManager manager;
-    return &manager;
-}
-
 QString canservice::ConfigManager::getPluginFullPath()
 {
     return hostSetup().pluginPath;
-}
-
-mem::SettingsUtil* mem::SettingsUtil::instance()
-{
-    static SettingsUtil util;
-    return &util;
-}
-
-mem::SettingsExe* mem::SettingsUtil::getSaver()
-{
-    static SettingsExe saver;
-    return &saver;
 }
 
 // What is missing or no number reads as 0. The flag has no meaning on the bench.

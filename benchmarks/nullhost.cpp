@@ -86,12 +86,6 @@ int canservice::SerialPort::writeData(const QByteArray& data, bool)
     return data.size();
 }
 
-CanBusManager* CanBusManager::instance()
-{
-    static CanBusManager manager;
-    return &manager;
-}
-
 int CanBusManager::getCarModelId()
 {
     return host().carModel;
@@ -102,27 +96,9 @@ int CanBusManager::getHwdCarModelIndex()
     return 7;
 }
 
-canservice::ConfigManager* canservice::ConfigManager::instance()
-{
-    static ConfigManager manager;
-    return &manager;
-}
-
 QString canservice::ConfigManager::getPluginFullPath()
 {
     return QStringLiteral("libkelmo_Toyota.so");
-}
-
-mem::SettingsUtil* mem::SettingsUtil::instance()
-{
-    static SettingsUtil util;
-    return &util;
-}
-
-mem::SettingsExe* mem::SettingsUtil::getSaver()
-{
-    static SettingsExe saver;
-    return &saver;
 }
 
 int mem::SettingsExe::getValue(QString, QString, bool)

@@ -163,12 +163,6 @@ int canservice::SerialPort::writeData(const QByteArray& data, bool flag)
     return d->open ? data.size() : -1;
 }
 
-CanBusManager* CanBusManager::instance()
-{
-    static CanBusManager manager;
-    return &manager;
-}
-
 int CanBusManager::getCarModelId()
 {
     return host().carModel;
@@ -179,27 +173,9 @@ int CanBusManager::getHwdCarModelIndex()
     return host().carModelIndex;
 }
 
-canservice::ConfigManager* canservice::ConfigManager::instance()
-{
-    static ConfigManager manager;
-    return &manager;
-}
-
 QString canservice::ConfigManager::getPluginFullPath()
 {
     return QStringLiteral("/plugins/test.so");
-}
-
-mem::SettingsUtil* mem::SettingsUtil::instance()
-{
-    static SettingsUtil util;
-    return &util;
-}
-
-mem::SettingsExe* mem::SettingsUtil::getSaver()
-{
-    static SettingsExe saver;
-    return &saver;
 }
 
 int mem::SettingsExe::getValue(QString key, QString file, bool flag)
