@@ -141,7 +141,9 @@ milliseconds toDuration(const QString& text)
     static const QRegularExpression form("^(\\d{1,6}(?:\\.\\d+)?)(ms|s)$");
     const auto match = form.match(text);
     if (!match.hasMatch())
-        throw CommandError{QString("\"%1\" is no time; write 500ms or 1.5s").arg(text)};
+        throw CommandError{
+            QString("\"%1\" is no time; write 500ms or 1.5s, with up to six digits before the point")
+                .arg(text)};
     return milliseconds(std::lround(match.captured(1).toDouble() * (match.captured(2) == "s" ? 1000 : 1)));
 }
 

@@ -21,7 +21,7 @@ Exit codes:
   3  the plug-in cannot be loaded
   4  the device has been away for longer than --give-up
   5  a script holds a command that cannot be carried out
-  6  standard output or the capture cannot be written)";
+  6  standard output or the capture can no longer be written)";
 
 // Ends the program over arguments that cannot be used.
 [[noreturn]] void refuse(const QString& text)
@@ -71,7 +71,8 @@ QList<QCommandLineOption> knownOptions()
         {"json", "Write one JSON object a line."},
         {"record", "Write the raw bytes of both directions to a capture file.", "file"},
         {"purpose", "What the capture's header says about its purpose.", "text", "recorded by canbench"},
-        {"give-up", "End when the device has been away for so long, 300 by default; 0 waits for ever.",
+        {"give-up",
+         "End when the device has been away for so long, up to 86400; 300 by default, 0 waits for ever.",
          "seconds", "300"},
         {"script", "Run the commands of a file instead of standard input's.", "file"},
     };

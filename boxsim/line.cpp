@@ -117,15 +117,15 @@ QString Line::placeLink()
         return QStringLiteral("%1 exists and is no link to a pseudo-terminal; name another path or remove it")
             .arg(m_link);
     const QString temporary = QStringLiteral("%1.%2").arg(m_link).arg(getpid());
-    QFile::remove(temporary);
-    if (!QFile::link(m_terminal, temporary) ||
-        std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(m_link).constData()) != 0) {
-        const QString reason = systemError();
+    const bool isMade = QFile::link(m_terminal, temporary);
+    if (isMade &&
+        std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(m_link).constData()) == 0)
+        return {};
+    const QString reason = systemError();
+    if (isMade)
         QFile::remove(temporary);
-        return QStringLiteral("cannot make the link %1: %2; name a path in a directory that you may write")
-            .arg(m_link, reason);
-    }
-    return {};
+    return QStringLiteral("cannot make the link %1: %2; name a path in a directory that you may write")
+        .arg(m_link, reason);
 }
 
 /// Removes the link unless somebody else has put theirs in its place.

@@ -12,8 +12,9 @@ namespace {
 
 constexpr double LongestScenarioSeconds = 86400;
 
-/// Reads one line, which must not be earlier than @p earliestMs. @return what is wrong with it, else empty.
-QString readStep(const QString& line, int earliestMs, Scenario::Step& step)
+/// Reads one line, which must not be earlier than @p earliestMs and makes that its own time. @return what is
+/// wrong with it, else empty.
+QString readStep(const QString& line, int& earliestMs, Scenario::Step& step)
 {
     static const QRegularExpression blanks(QStringLiteral("\\s+"));
     const QString time = line.section(blanks, 0, 0);
@@ -24,6 +25,7 @@ QString readStep(const QString& line, int earliestMs, Scenario::Step& step)
     step = {qRound(seconds * 1000), parse(line.mid(time.size()))};
     if (step.atMs < earliestMs)
         return QStringLiteral("\"%1\": expected a time not before the line above").arg(time);
+    earliestMs = step.atMs;
     return step.statement.error;
 }
 
@@ -37,12 +39,13 @@ Scenario Scenario::read(const QString& path)
         scenario.errors.append(QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString()));
         return scenario;
     }
+    int earliestMs = 0;
     for (int number = 1; !file.atEnd(); ++number) {
         const QString line = QString::fromUtf8(file.readLine()).trimmed();
         if (line.isEmpty() || line.startsWith('#'))
             continue;
         Step step;
-        const QString error = readStep(line, scenario.steps.isEmpty() ? 0 : scenario.steps.last().atMs, step);
+        const QString error = readStep(line, earliestMs, step);
         if (error.isEmpty())
             scenario.steps.append(step);
         else

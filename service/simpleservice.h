@@ -269,7 +269,7 @@ public:
     void setUnitCmd(int item) override;
     int getOtherInfoData(OtherInfoData& data) override;
 
-    // Head-unit information: headunitinfo.cpp
+    // Head-unit information, driving position: headunitinfo.cpp, settings.cpp
     void onRadioSourceInformation(QString band, QStringList infoTexts, int sourceType) override;
     void setCanDrivingPosition(int position) override;
     int getCanDrivingPosition() override;

@@ -147,7 +147,7 @@ private slots:
         QFile file(folder.filePath("bad.scn"));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("# comment\n1 quit\nx quit\n0.5 quit\n2 door fl ajar\n2 climate fan 8\n2 tyre fl 2.3\n"
-                   "nan quit\n");
+                   "nan quit\n1.5 quit\n");
         file.close();
         const Scenario scenario = Scenario::read(file.fileName());
         const QStringList expected{":3: \"x\": expected a time in seconds, 0 to 86400, and a statement",
@@ -155,7 +155,8 @@ private slots:
                                    ":5: \"ajar\": expected closed, open",
                                    ":6: \"8\": expected <0..7>",
                                    ":7: the line ends too early: expected bar, psi, kPa",
-                                   ":8: \"nan\": expected a time in seconds, 0 to 86400, and a statement"};
+                                   ":8: \"nan\": expected a time in seconds, 0 to 86400, and a statement",
+                                   ":9: \"1.5\": expected a time not before the line above"};
         QCOMPARE(scenario.errors,
                  QStringList(expected).replaceInStrings(QRegularExpression("^"), file.fileName()));
         QVERIFY(parse("dor").error.startsWith("\"dor\": expected door, driving-position, radar"));
