@@ -115,10 +115,8 @@ void ExhaustiveTest::carModels()
         m_host.carModel = model;
         const bool barred = model == 43 || model == 142 || model == 145;
         QCOMPARE(service.sendAcKey(0, 1), barred ? -1 : 0);
-        QVERIFY2(m_host.take().size() == (barred                     ? 0
-                                          : vertical.contains(model) ? 2
-                                                                     : 1),
-                 qPrintable(QString("climate command of model %1").arg(model)));
+        const int frames = barred ? 0 : vertical.contains(model) ? 2 : 1;
+        QVERIFY2(m_host.take().size() == frames, qPrintable(QString("model %1").arg(model)));
         const bool seats = !seatless.contains(model);
         const bool ventilated = seats && model != 20;
         for (int i = 0; i < 16; ++i) {

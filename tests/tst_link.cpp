@@ -147,14 +147,13 @@ void LinkTest::logLines()
 
 void LinkTest::slotSeesNewValue()
 {
+    const QMap<QString, QString> getters{{"doorChanged()", "getDoorStatus"},
+                                         {"canDrivingPositionChanged()", "getCanDrivingPosition"},
+                                         {"acStatusChanged()", "isAc"}};
     QStringList seen;
     m_host.onSignal = [&](const QString& signal) {
-        if (signal == "doorChanged()")
-            seen << operation("getDoorStatus").call(m_host.service(), {});
-        if (signal == "canDrivingPositionChanged()")
-            seen << operation("getCanDrivingPosition").call(m_host.service(), {});
-        if (signal == "acStatusChanged()")
-            seen << operation("isAc").call(m_host.service(), {});
+        if (getters.contains(signal))
+            seen << operation(getters[signal]).call(m_host.service(), {});
     };
     m_host.receiveFrame(0x24, hex("40 08"));
     m_host.receiveFrame(0x28, hex("40"));
