@@ -42,6 +42,8 @@ QByteArray Reference::receive(const QByteArray& chunk, qint64 now)
     QByteArray answers;
     if (!m_frame.isEmpty() && m_due < 0)
         m_due = now + WatchdogMs;
+    if (m_frame.isEmpty() && chunk.startsWith('\xFF'))
+        ++alive;
     m_frame.append(chunk);
     for (;;) {
         const int header = m_frame.indexOf('\x2E');
@@ -51,8 +53,11 @@ QByteArray Reference::receive(const QByteArray& chunk, qint64 now)
             break;
         const bool good = isGood(m_frame.left(size));
         answers.append(good ? '\xFF' : '\xF0');
-        if (good)
+        if (good) {
             m_due = -1;
+            ++alive;
+            taken[static_cast<unsigned char>(m_frame.at(1))] = m_frame.mid(3, size - 4);
+        }
         m_frame.remove(0, size);
     }
     return answers;
@@ -72,39 +77,59 @@ Session::Session()
     host().onWrite = [this](const QByteArray& bytes) { check(bytes); };
 }
 
+// Of what is sent as it is, nobody can say what it is.
 void Session::check(const QByteArray& written)
 {
-    if (m_receiving)
+    if (!m_raw.isEmpty() && written == m_raw)
+        m_raw.clear();
+    else if (written.size() == 1)
         m_answers.append(written);
     else
-        require(written == m_raw || isFrameToBox(written), "wrote what is no frame", written);
+        require(isFrameToBox(written), "wrote what is no frame", written);
 }
 
 void Session::receive(const QByteArray& chunk)
 {
-    m_answers.clear();
-    m_receiving = true;
+    ++m_depth;
+    if (!m_stopped)
+        m_expected.append(m_reference.receive(chunk, VirtualClock::instance().now()));
     host().receive(chunk);
-    m_receiving = false;
-    const qint64 now = VirtualClock::instance().now();
-    require(m_answers == (m_stopped ? QByteArray() : m_reference.receive(chunk, now)), "wrong answers",
-            m_answers);
-    good += m_answers.count('\xFF');
-    bad += m_answers.count('\xF0');
+    leave();
 }
 
 void Session::wait(qint64 ms)
 {
+    ++m_depth;
     VirtualClock::instance().advance(ms);
     m_reference.passTime(VirtualClock::instance().now());
+    leave();
 }
 
 void Session::call(const Operation& operation, const QStringList& arguments)
 {
-    m_raw = hex(arguments.value(0));
-    operation.call(host().service(), arguments);
-    m_raw.clear();
+    ++m_depth;
+    if (operation.name == QLatin1String("sendAnyData"))
+        m_raw = hex(arguments.value(0));
     m_stopped |= operation.name == QLatin1String("stop");
+    operation.call(host().service(), arguments);
+    leave();
+}
+
+void Session::leave()
+{
+    if (--m_depth > 0)
+        return;
+    require(m_answers == m_expected, "wrong answers", m_answers);
+    good += m_answers.count('\xFF');
+    bad += m_answers.count('\xF0');
+    m_answers.clear();
+    m_expected.clear();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    if (host().hasService())
+        return;
+    m_reference = {};
+    m_stopped = false;
+    host().create();
 }
 
 void Session::settle()
@@ -130,6 +155,13 @@ void Session::inspect()
     host().service().getUnitData(units);
     require(units.maxLevels.size() == 6 && units.curLevels.size() == 6 && units.curTexts.size() == 6,
             "not 6 units");
+    const auto taken = [this](int type) { return m_reference.taken.value(type); };
+    require(host().service().version() == QString::fromUtf8(taken(0x30).constData()), "wrong version",
+            taken(0x30));
+    require(host().service().getAcWindScale() == (taken(0x28).size() > 1 ? taken(0x28).at(1) & 7 : 0),
+            "wrong fan", taken(0x28));
+    require(taken(0x32).size() != 2 || host().service().getCameraMode() == (taken(0x32).at(0) >> 2 & 1),
+            "wrong camera mode", taken(0x32));
 }
 
 QByteArray damaged(QByteArray frame, int damage, int position)

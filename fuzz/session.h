@@ -14,6 +14,9 @@ public:
     QByteArray receive(const QByteArray& chunk, qint64 now);
     void passTime(qint64 now);
 
+    int alive = 0;               ///< good frames and signs of life
+    QMap<int, QByteArray> taken; ///< the last good payload of each type
+
 private:
     QByteArray m_frame; ///< from its header on
     qint64 m_due = -1;  ///< when the watchdog ends the frame
@@ -27,6 +30,8 @@ class Session
 public:
     Session();
 
+    /// These three may be called within a call that the plug-in makes; answers are looked at when the first
+    /// of them returns. A plug-in that deleted itself is replaced by a fresh one then.
     void receive(const QByteArray& chunk);
     void wait(qint64 ms);
     void call(const Operation& operation, const QStringList& arguments);
@@ -40,11 +45,13 @@ public:
 
 private:
     void check(const QByteArray& written);
+    void leave();
 
     Reference m_reference;
     QByteArray m_answers;
-    QByteArray m_raw; ///< what the host sends as it is
-    bool m_receiving = false;
+    QByteArray m_expected; ///< answers
+    QByteArray m_raw;      ///< what the host sends as it is
+    int m_depth = 0;
     bool m_stopped = false;
 };
 

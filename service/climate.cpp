@@ -72,7 +72,7 @@ void SimpleService::doConditioner(int, QByteArray& payload)
     if (payload == m_acData)
         return;
     CAN_DEBUG << payload.toHex();
-    update(m_acData, payload);
+    keep(m_acData, payload);
     emit acStatusChanged();
 }
 

@@ -111,8 +111,9 @@ int SimpleService::sendAcKey(int key, int value)
         if (isLandscapeAc()) {
             initLandscapeAcData();
             m_landscapeAcData[entry.byte] = static_cast<char>(entry.value);
-            CAN_DEBUG << m_landscapeAcData.toHex();
-            sendLandscapeAcSet(m_landscapeAcData);
+            const QByteArray data = m_landscapeAcData; // another key may be sent within the line
+            CAN_DEBUG << data.toHex();
+            sendLandscapeAcSet(data);
         } else if (entry.form == Form::Both) {
             pressVerticalKey(entry.command);
         }

@@ -1,11 +1,10 @@
 // Fuel consumption: the instantaneous value and five history values become display texts. Both frames begin
 // with the unit code, which also updates the unit record.
 
+#include "hostcall.h"
 #include "log.h"
 #include "payload.h"
 #include "simpleservice.h"
-
-#include <translator.h>
 
 #include <algorithm>
 
@@ -47,14 +46,14 @@ const FuelUnit* findUnit(const QByteArray& payload)
 } // namespace
 
 // The record changes when the text does: a new code with the same text changes nothing.
-float SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitText)
+float SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitText, const char* operation)
 {
     const FuelUnit* const unit = findUnit(payload);
     if (unit)
-        unitText = Translator::translate(unit->textId);
+        unitText = translated(m_hostCalls, unit->textId);
     if (unitText != m_unitData.curTexts.at(FuelUnitItem)) {
         const int level = unit ? unit->level : 0;
-        CAN_DEBUG << level;
+        CAN_DEBUG_OF(operation) << level;
         m_unitData.curLevels[FuelUnitItem] = level;
         m_unitData.curTexts[FuelUnitItem] = unitText;
         emit unitDataChanged();
@@ -64,7 +63,7 @@ float SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitT
 
 void SimpleService::doInsFuelInfo(int, QByteArray& payload)
 {
-    const float limit = applyFuelUnitCode(payload, m_insFuelUnitText);
+    const float limit = applyFuelUnitCode(payload, m_insFuelUnitText, Q_FUNC_INFO);
     if (payload.size() < 3)
         return;
     const int raw = wordAt(payload, 1);
@@ -80,7 +79,7 @@ void SimpleService::doInsFuelInfo(int, QByteArray& payload)
 
 void SimpleService::doHisFuelInfo(int, QByteArray& payload)
 {
-    applyFuelUnitCode(payload, m_hisFuelUnitText);
+    applyFuelUnitCode(payload, m_hisFuelUnitText, Q_FUNC_INFO);
     bool changed = false;
     for (int k = 1; k <= HistoryValues && payload.size() > 2 * k; ++k) {
         const int raw = wordAt(payload, 2 * k - 1);

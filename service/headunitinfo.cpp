@@ -34,23 +34,6 @@ QByteArray sourceInformation(unsigned char source, int item, const QByteArray& c
     return static_cast<char>(source) + QByteArray(1, static_cast<char>(item)) + contents + zeros(2);
 }
 
-/// The UTF-16 code units of @p text, low byte first, as many as fit in @p size bytes, filled with zeros.
-QByteArray textField(const QString& text, int size)
-{
-    QByteArray field;
-    for (int i = 0; i < text.size() && field.size() < size; ++i) {
-        field.append(static_cast<char>(text.at(i).cell()));
-        field.append(static_cast<char>(text.at(i).row()));
-    }
-    CAN_DEBUG << field.size();
-    if (field.size() < size) {
-        CAN_DEBUG << size - field.size();
-        field.append(zeros(size - field.size()));
-        CAN_DEBUG << field.size();
-    }
-    return field;
-}
-
 } // namespace
 
 void SimpleService::onRadioSourceInformation(QString band, QStringList infoTexts, int sourceType)
@@ -81,11 +64,27 @@ void SimpleService::onRadioSourceInformation(QString band, QStringList infoTexts
     }
 }
 
+QByteArray SimpleService::textField(const QString& text, int size, const char* operation)
+{
+    QByteArray field;
+    for (int i = 0; i < text.size() && field.size() < size; ++i) {
+        field.append(static_cast<char>(text.at(i).cell()));
+        field.append(static_cast<char>(text.at(i).row()));
+    }
+    CAN_DEBUG_OF(operation) << field.size();
+    if (field.size() < size) {
+        CAN_DEBUG_OF(operation) << size - field.size();
+        field.append(zeros(size - field.size()));
+        CAN_DEBUG_OF(operation) << field.size();
+    }
+    return field;
+}
+
 // QStringList::value() gives an empty text where the list is too short.
 
 void SimpleService::onSendRadioInfo(QString band, QStringList infoTexts)
 {
-    const QByteArray station = zeros(2) + textField(infoTexts.value(1), StationBytes);
+    const QByteArray station = zeros(2) + textField(infoTexts.value(1), StationBytes, Q_FUNC_INFO);
     const QByteArray data = sourceInformation(radioSource(band), 1, station);
     sendMeterSet(data);
     CAN_DEBUG << "111111111" << data.size() << data.toHex();
@@ -94,7 +93,7 @@ void SimpleService::onSendRadioInfo(QString band, QStringList infoTexts)
 void SimpleService::onSendRadioFreq(QString band, QStringList infoTexts)
 {
     const QByteArray data =
-        sourceInformation(radioSource(band), 2, textField(infoTexts.value(0), ContentBytes));
+        sourceInformation(radioSource(band), 2, textField(infoTexts.value(0), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
     CAN_DEBUG << "22222222" << data.size() << data.toHex();
 }
@@ -108,21 +107,24 @@ void SimpleService::onSendMediaSong(unsigned char sourceCode, QStringList)
 
 void SimpleService::onSendMediaSongName(unsigned char sourceCode, QStringList infoTexts)
 {
-    const QByteArray data = sourceInformation(sourceCode, 2, textField(infoTexts.value(0), ContentBytes));
+    const QByteArray data =
+        sourceInformation(sourceCode, 2, textField(infoTexts.value(0), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
     CAN_DEBUG << "22222222" << data.size() << data.toHex();
 }
 
 void SimpleService::onSendMediaSinger(unsigned char sourceCode, QStringList infoTexts)
 {
-    const QByteArray data = sourceInformation(sourceCode, 3, textField(infoTexts.value(1), ContentBytes));
+    const QByteArray data =
+        sourceInformation(sourceCode, 3, textField(infoTexts.value(1), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
     CAN_DEBUG << "33333333" << data.size() << data.toHex();
 }
 
 void SimpleService::onSendMediaAlbum(unsigned char sourceCode, QStringList infoTexts)
 {
-    const QByteArray data = sourceInformation(sourceCode, 4, textField(infoTexts.value(2), ContentBytes));
+    const QByteArray data =
+        sourceInformation(sourceCode, 4, textField(infoTexts.value(2), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
     CAN_DEBUG << "44444444" << data.size() << data.toHex();
 }

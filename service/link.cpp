@@ -16,6 +16,7 @@
 #include <configmanager.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace canservice {
 
@@ -37,8 +38,8 @@ inline bool SimpleService::hasBytes() const
     return m_next != m_chunkEnd;
 }
 
-// The place in the chunk moves on before a byte takes effect, so that whatever a slot does, no byte is read
-// twice.
+// The place in the chunk moves on before a byte takes effect, so that whatever the host does in a call that a
+// step makes, no byte is read twice.
 inline int SimpleService::takeByte()
 {
     return static_cast<unsigned char>(*m_next++);
@@ -49,7 +50,7 @@ inline void SimpleService::readIdle()
     const int byte = takeByte();
     if (byte == FrameHeader)
         m_parseState = AwaitType;
-    else if (byte == SignOfLife && m_next - m_chunk.constBegin() == 1)
+    else if (byte == SignOfLife && m_next - m_chunkBegin == 1)
         acceptSignOfLife();
 }
 
@@ -79,35 +80,71 @@ inline void SimpleService::readPayload()
     int sum = m_frameSum;
     for (auto i = -count; i != 0; ++i) {
         out[i] = in[i];
-        sum += in[i];
+        sum += static_cast<unsigned char>(in[i]);
     }
     m_frameSum = sum;
     if (m_frameRemaining == 0)
         m_parseState = AwaitChecksum;
 }
 
-// Idle again, and the payload out of the parser's hands, before the frame takes effect: a slot may run an
-// event loop that receives the next frame.
+// Idle again before anything leaves the plug-in: the host may deliver the next chunk in any call.
 inline void SimpleService::finishFrame(int checksum)
 {
     m_parseState = Idle;
-    if (checksum != (~m_frameSum & 0xFF)) {
-        m_serialPort.writeData(QByteArrayLiteral("\xF0"), true);
-        CAN_ERROR_OF(Receiving) << "checksum err!";
-        return;
-    }
-    m_serialPort.writeData(QByteArrayLiteral("\xFF"), true);
+    if (checksum == (~m_frameSum & 0xFF))
+        takeFrame();
+    else
+        rejectFrame();
+}
+
+void SimpleService::rejectFrame()
+{
+    m_serialPort.writeData(m_rejection, true);
+    CAN_ERROR_OF(Receiving) << "checksum err!";
+}
+
+// Frames take effect one after the other, in the order of the line: one that comes while the host is called
+// for another is acknowledged and waits. A slot may run an event loop, so what comes there does not wait.
+inline void SimpleService::takeFrame()
+{
+    const int type = m_frameType;
     QByteArray payload;
     payload.swap(m_payload);
-    dispatchEvent(m_frameType, payload);
-    // That loop may have left a frame half received, in a payload of its own.
+    const bool isNext = m_hostCalls < 0 || (m_hostCalls == 0 && m_waiting.isEmpty());
+    if (!isNext)
+        wait({type, payload});
+    const int outerCalls = std::exchange(m_hostCalls, 1);
+    m_serialPort.writeData(m_acknowledgement, true);
+    m_hostCalls = 0;
+    if (isNext)
+        dispatchEvent(type, payload);
+    if (outerCalls <= 0 && !m_waiting.isEmpty())
+        takeWaiting();
+    m_hostCalls = outerCalls;
+    // The memory is used again, unless a frame was left half received, in a payload of its own.
     if (m_parseState != AwaitPayload && m_parseState != AwaitChecksum)
         payload.swap(m_payload);
+}
+
+void SimpleService::wait(const Frame& frame)
+{
+    m_waiting.enqueue(frame);
+    m_parseOutTimer.stop();
+}
+
+void SimpleService::takeWaiting()
+{
+    while (!m_waiting.isEmpty()) {
+        Frame frame = m_waiting.dequeue();
+        dispatchEvent(frame.type, frame.payload);
+    }
 }
 
 // The steps of a frame, in the order of its bytes: each leads to the next one while the chunk lasts.
 void SimpleService::readChunk()
 {
+    if (m_parseState != Idle && m_next == m_chunkBegin && !m_parseOutTimer.isActive())
+        m_parseOutTimer.start();
     while (hasBytes()) {
         if (m_parseState == Idle)
             readIdle();
@@ -122,19 +159,23 @@ void SimpleService::readChunk()
     }
 }
 
+// The host may bring us here again in every call that leaves the plug-in, the lines below included: what has
+// come before is read first.
 void SimpleService::onDataReady(QByteArray buf)
 {
-    CAN_DEBUG << ConfigManager::instance()->getPluginFullPath();
-    CAN_DEBUG << buf.toHex();
-    // A slot that runs an event loop brings us here while an earlier chunk is not yet read to its end.
     if (hasBytes())
         readChunk();
-    if (m_parseState != Idle && !m_parseOutTimer.isActive())
-        m_parseOutTimer.start();
-    m_chunk.swap(buf);
-    m_next = m_chunk.constBegin();
-    m_chunkEnd = m_chunk.constEnd();
+    m_next = m_chunkBegin = buf.constBegin();
+    m_chunkEnd = buf.constEnd();
+    if (Q_UNLIKELY(logCategory.isDebugEnabled()))
+        logChunk(buf);
     readChunk();
+}
+
+void SimpleService::logChunk(const QByteArray& chunk)
+{
+    CAN_DEBUG_OF(Receiving) << ConfigManager::instance()->getPluginFullPath();
+    CAN_DEBUG_OF(Receiving) << chunk.toHex();
 }
 
 void SimpleService::acceptSignOfLife()

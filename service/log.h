@@ -1,5 +1,7 @@
 #pragma once
 
+#include "hostcall.h"
+
 #include <QDebug>
 #include <QLoggingCategory>
 
@@ -16,11 +18,13 @@ QDebug logLine(QtMsgType type, const char* file, int line, const char* function)
 } // namespace canservice
 
 // The one shape of a log line: tag, kernel thread id, signature of the logging function, source line, "--",
-// values. The values are streamed behind the macro. Qt would drop a filtered line only after it was
-// formatted, so the default category is asked first: a line that nobody sees costs that check and evaluates
-// no value.
+// values. The values are streamed behind the macro, which stands in members of SimpleService: Qt hands the
+// line to the host's message handler. Qt would drop a filtered line only after it was formatted, so the
+// default category is asked first: a line that nobody sees costs that check and evaluates no value.
 #define CAN_LOG(type, enabled, function)                                                                     \
-    for (bool canLogOn = Q_UNLIKELY(canservice::logCategory.enabled()); canLogOn; canLogOn = false)          \
+    for (bool canLogOn =                                                                                     \
+             Q_UNLIKELY(canservice::logCategory.enabled()) && canservice::enterHost(m_hostCalls);            \
+         canLogOn; canLogOn = canservice::leaveHost(m_hostCalls))                                            \
     canservice::logLine(type, __FILE__, __LINE__, function)
 
 /// An ordinary line.

@@ -36,12 +36,18 @@ template<typename T> bool update(T& field, const T& value)
     return true;
 }
 
-/// The same for bytes: keeps a copy of its own, since a payload's memory is the parser's and used again.
+/// Stores a copy of @p value of its own: a payload's memory is the parser's and used again.
+inline void keep(QByteArray& field, const QByteArray& value)
+{
+    field = QByteArray(value.constData(), value.size());
+}
+
+/// The same as update() for all other types.
 inline bool update(QByteArray& field, const QByteArray& value)
 {
     if (field == value)
         return false;
-    field = QByteArray(value.constData(), value.size());
+    keep(field, value);
     return true;
 }
 

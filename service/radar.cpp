@@ -1,10 +1,9 @@
 // Parking radar: the front and the rear frame carry four distance codes each; the side sensors have no frame.
 
+#include "hostcall.h"
 #include "log.h"
 #include "payload.h"
 #include "simpleservice.h"
-
-#include <translator.h>
 
 #include <algorithm>
 
@@ -95,7 +94,7 @@ void SimpleService::doRearRadar(int, QByteArray& payload)
     if (changed)
         emit sigRadarChanged();
     if (update(m_otherInfoData.text6,
-               Translator::translate(otherInfo ? OtherInfoSetText : OtherInfoClearText)))
+               translated(m_hostCalls, otherInfo ? OtherInfoSetText : OtherInfoClearText)))
         emit otherInfoDataChanged();
 }
 

@@ -38,9 +38,9 @@ qint32 truncated(float value)
 void SimpleService::initUnitMaxLevel()
 {
     UnitData units;
-    CAN_DEBUG << units.maxLevels.size();
     units.maxLevels[FuelUnitItem] = FuelUnits;
-    m_unitData = units;
+    m_unitData = units; // before the line: a frame that comes within it may report a unit
+    CAN_DEBUG << units.maxLevels.size();
 }
 
 int SimpleService::getUnitData(UnitData& data)

@@ -5,11 +5,13 @@
 
 #include <QByteArray>
 #include <QMap>
+#include <QQueue>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
 
 #include <array>
+#include <limits>
 
 namespace canservice {
 
@@ -396,6 +398,16 @@ private slots:
     void onmParseOutTmrout();
 
 private:
+    /// A good frame: type, 0 to 255, and payload.
+    struct Frame
+    {
+        int type;
+        QByteArray payload;
+    };
+
+    static constexpr int NoFrame = std::numeric_limits<int>::min() / 2; ///< below zero with any calls
+
+    void logChunk(const QByteArray& chunk);
     void readChunk();
     bool hasBytes() const;
     int takeByte();
@@ -404,18 +416,24 @@ private:
     void readLength();
     void readPayload();
     void finishFrame(int checksum);
+    void takeFrame();
+    void rejectFrame();
+    void wait(const Frame& frame);
+    void takeWaiting();
     void acceptSignOfLife();
     void markAlive();
     void writeFrame(unsigned char type, unsigned char length, const QByteArray& data, bool flag);
     bool applyRadarCodes(const QByteArray& payload, int firstEntry);
-    /// @return the highest instantaneous consumption that is shown in the unit.
-    float applyFuelUnitCode(const QByteArray& payload, QString& unitText);
     // The last argument is the signature of the operation that asks, for its log lines.
+    /// @return the highest instantaneous consumption that is shown in the unit.
+    float applyFuelUnitCode(const QByteArray& payload, QString& unitText, const char* operation);
     float frontTemperature(int byteIndex, const char* operation);
     int seatLevel(int byteIndex, int shift, const char* operation);
     int ventilationLevel(int shift, const char* operation);
     bool isCarModelListed(const char* enumeration, const char* label, const char* operation);
     void pressVerticalKey(unsigned char command);
+    /// The UTF-16 code units of @p text, low byte first, as many as fit in @p size bytes, filled with zeros.
+    QByteArray textField(const QString& text, int size, const char* operation);
     void handleKey(int key, int action, bool fromSteeringWheel);
 
 protected:
@@ -465,11 +483,16 @@ protected:
     UnitData m_unitData;
 
     // Beyond the table above, each for its own topic.
-    QByteArray m_chunk;               ///< what the port delivered last
-    const char* m_next = nullptr;     ///< its first byte that the parser has not read
-    const char* m_chunkEnd = nullptr; ///< its end
-    QByteArray m_versionPayload;      ///< the bytes of m_versionString
-    QString m_work;                   ///< room for updataString() to build a text in
+    const char* m_chunkBegin = nullptr; ///< of the chunk that the port delivered last
+    const char* m_next = nullptr;       ///< its first byte that the parser has not read
+    const char* m_chunkEnd = nullptr;   ///< its end
+    int m_hostCalls = NoFrame; ///< that are being made for the frame that takes effect, signals not counted
+    QQueue<Frame> m_waiting;   ///< acknowledged in such a call
+    // With memory of their own, for a host that keeps what it is to write; made once, not for each frame.
+    const QByteArray m_acknowledgement{1, '\xFF'};
+    const QByteArray m_rejection{1, '\xF0'};
+    QByteArray m_versionPayload; ///< the bytes of m_versionString
+    QString m_work;              ///< room for updataString() to build a text in
 };
 
 } // namespace canservice

@@ -1,10 +1,9 @@
 // Trip computer: four values of one frame become display texts; a short frame carries fewer of them.
 
+#include "hostcall.h"
 #include "log.h"
 #include "payload.h"
 #include "simpleservice.h"
-
-#include <translator.h>
 
 #include <cmath>
 
@@ -47,11 +46,6 @@ struct UnitTexts
 // By the unit code, from 0.
 constexpr UnitTexts unitTexts[] = {{NoText, NoText}, {1147, 1205}, {1145, 1148}};
 constexpr int UnitCodes = sizeof unitTexts / sizeof *unitTexts;
-
-QString hostText(int id)
-{
-    return id == NoText ? QString() : Translator::translate(id);
-}
 
 /// Entries past the end count as 0.
 float mileage(const QByteArray& bytes, int first)
@@ -102,6 +96,7 @@ void SimpleService::updataString(float value, int raw, int invalid, QString& tar
 void SimpleService::doMileageInfo(int, QByteArray& payload)
 {
     CAN_DEBUG << payload.size() << payload.toHex();
+    const auto hostText = [this](int id) { return id == NoText ? QString() : translated(m_hostCalls, id); };
     int unitCode = 0;
     if (payload.size() > UnitByte) {
         unitCode = byteAt(payload, UnitByte);
@@ -125,7 +120,7 @@ void SimpleService::doMileageInfo(int, QByteArray& payload)
             break;
         case Unit::Fixed:
             if (raw != NoValue)
-                unit = Translator::translate(FixedText);
+                unit = translated(m_hostCalls, FixedText);
             break;
         case Unit::Mileage:
             unit = m_mileageUnitText;

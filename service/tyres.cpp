@@ -1,10 +1,9 @@
 // Tyre pressure: one frame with a validity pattern, the unit and one raw pressure for each wheel.
 
+#include "hostcall.h"
 #include "log.h"
 #include "payload.h"
 #include "simpleservice.h"
-
-#include <translator.h>
 
 namespace canservice {
 
@@ -53,7 +52,7 @@ void SimpleService::doTpnsInfo(int, QByteArray& payload)
     // A frame with a unit text is announced even when nothing differs.
     bool changed = unit.textId != KeepText;
     if (changed)
-        m_tireUnit = Translator::translate(unit.textId);
+        m_tireUnit = translated(m_hostCalls, unit.textId);
     CAN_DEBUG << (flags >> 6 & 1);
     for (std::size_t wheel = 0; wheel < m_tirePressure.size(); ++wheel) {
         const auto raw = static_cast<float>(byteAt(payload, FirstWheelByte + static_cast<int>(wheel)));

@@ -5,6 +5,7 @@
 
 #include "operations.h"
 
+#include <QLoggingCategory>
 #include <QRegularExpression>
 
 #include <unistd.h>
@@ -20,6 +21,7 @@ private slots:
     void everyLostOrDamagedByte();
     void logLines_data();
     void logLines();
+    void logLevels();
     void slotSeesNewValue();
     void lostLinkIsNotPolled();
 
@@ -125,6 +127,10 @@ void LinkTest::logLines_data()
         "void canservice::SimpleService::onDataReady(QByteArray)", "checksum err!");
     row("decoder, text and number", "2E 24 01 00 DA", "", "DBG",
         "void canservice::SimpleService::doBaseInfo(int, QByteArray&)", "paraBuf size: 1");
+    row("step of a decoder", "2E 22 01 02 DA", "", "DBG",
+        "void canservice::SimpleService::doInsFuelInfo(int, QByteArray&)", "2");
+    row("step of an operation", "", "onRadioSourceInformation", "DBG",
+        "void canservice::SimpleService::onSendRadioInfo(QString, QStringList)", "28");
     row("operation", "", "start", "DBG", "virtual void canservice::SimpleService::start()", "255 255");
     row("which of two operations with one body, error", "2E 28 04 00 00 00 1E B5", "getAcRightTemperature",
         "ERR", "virtual float canservice::SimpleService::getAcRightTemperature()", "index is ERROR!!! 30");
@@ -141,8 +147,29 @@ void LinkTest::logLines()
     m_host.receive(hex(chunk));
     if (!call.isEmpty())
         operation(call).call(m_host.service(), {});
-    const QString line = m_host.lastLogLine.replace(" &)", "&)"); // as one of the compilers writes it
-    QVERIFY2(shape.match(line).hasMatch(), qPrintable(line));
+    m_host.logLines.replaceInStrings(" &)", "&)"); // as one of the compilers writes it
+    QVERIFY2(m_host.logLines.indexOf(shape) >= 0, qPrintable(m_host.logLines.join('\n')));
+}
+
+// Each line asks for its own level.
+void LinkTest::logLevels()
+{
+    QStringList seen;
+    for (const bool debug : {false, true}) {
+        for (const bool critical : {false, true}) {
+            m_host.setLogs(true);
+            QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, debug);
+            QLoggingCategory::defaultCategory()->setEnabled(QtCriticalMsg, critical);
+            m_host.take();
+            m_host.receive(hex("2E 24 00 00"));
+            seen.append(m_host.take().join(", "));
+        }
+    }
+    const QStringList expected{
+        "write F0 true", "write F0 true, error checksum err!",
+        "debug \"/plugins/test.so\", debug \"2e240000\", write F0 true",
+        "debug \"/plugins/test.so\", debug \"2e240000\", write F0 true, error checksum err!"};
+    QCOMPARE(seen, expected);
 }
 
 void LinkTest::slotSeesNewValue()
@@ -151,7 +178,7 @@ void LinkTest::slotSeesNewValue()
                                          {"canDrivingPositionChanged()", "getCanDrivingPosition"},
                                          {"acStatusChanged()", "isAc"}};
     QStringList seen;
-    m_host.onSignal = [&](const QString& signal) {
+    m_host.onCall = [&](const QString& signal) {
         if (getters.contains(signal))
             seen << operation(getters[signal]).call(m_host.service(), {});
     };

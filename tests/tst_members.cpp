@@ -12,6 +12,8 @@ struct Service : canservice::SimpleService
     using SimpleService::m_acData2;
     using SimpleService::m_brightnessMap;
     using SimpleService::m_brightnessTable;
+    using SimpleService::m_frameSum;
+    using SimpleService::m_serialPort;
     using SimpleService::m_temperatureTextDirty;
     using SimpleService::m_totalMileageData;
     using SimpleService::toString;
@@ -24,6 +26,7 @@ class MembersTest : public QObject
 
 private slots:
     void conversions();
+    void frameSum();
     void brightness();
     void valuesWithoutFrame();
 };
@@ -38,6 +41,13 @@ void MembersTest::conversions()
     QCOMPARE(service.combineBytes(0x7E, 0x80, 0xFF, 0x01), 0x7E80FF01);
     QCOMPARE(service.getCheckSum(bytes), 0xC8);
     QCOMPARE(service.toString(bytes), QString("0a 00 ff 2e "));
+}
+
+void MembersTest::frameSum()
+{
+    Service service;
+    emit service.m_serialPort.read(QByteArray::fromHex("2e2402ff80"));
+    QCOMPARE(service.m_frameSum, 0x24 + 0x02 + 0xFF + 0x80);
 }
 
 // Up to 20 levels fill the map, more fill the table.

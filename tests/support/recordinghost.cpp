@@ -30,8 +30,9 @@ void recordLogLine(QtMsgType type, const QMessageLogContext&, const QString& tex
         static_cast<void>(fprintf(stderr, "%s\n", qPrintable(text)));
         return;
     }
-    host().lastLogLine = text;
+    host().logLines.append(text);
     host().note((type == QtDebugMsg ? "debug " : "error ") + text.mid(separator + 4));
+    host().called(text.left(separator));
 }
 
 } // namespace
@@ -56,9 +57,15 @@ CanServiceBase& RecordingHost::restart()
     carModelIndex = 255;
     driverPosition = 0;
     texts.clear();
-    onSignal = nullptr;
+    onCall = nullptr;
     setLogs(false);
     m_journal.clear();
+    logLines.clear();
+    return create();
+}
+
+CanServiceBase& RecordingHost::create()
+{
     m_service = qobject_cast<CanServiceBase*>(m_loader.instance());
     const QMetaObject& meta = CanServiceBase::staticMetaObject;
     for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
@@ -70,6 +77,12 @@ CanServiceBase& RecordingHost::restart()
 void RecordingHost::shutDown()
 {
     delete m_service;
+}
+
+void RecordingHost::called(const QString& call)
+{
+    if (onCall)
+        onCall(call);
 }
 
 void RecordingHost::setLogs(bool on)
@@ -86,7 +99,7 @@ int RecordingHost::qt_metacall(QMetaObject::Call call, int id, void** arguments)
     id = QObject::qt_metacall(call, id, arguments);
     if (id < 0 || call != QMetaObject::InvokeMetaMethod)
         return id;
-    if (onWrite)
+    if (onWrite && !onCall)
         return -1;
     const QMetaMethod signal = CanServiceBase::staticMetaObject.method(id);
     QStringList values;
@@ -94,9 +107,9 @@ int RecordingHost::qt_metacall(QMetaObject::Call call, int id, void** arguments)
         values.append(QVariant(signal.parameterType(i), arguments[i + 1]).toString());
     const QString line =
         QStringLiteral("%1(%2)").arg(QString::fromLatin1(signal.name()), values.join(QLatin1Char(',')));
-    note(line);
-    if (onSignal)
-        onSignal(line);
+    if (!onWrite)
+        note(line);
+    called(line);
     return -1;
 }
 
@@ -144,47 +157,60 @@ canservice::SerialPort::~SerialPort() = default;
 bool canservice::SerialPort::open(QString portName, int baud)
 {
     host().note(QStringLiteral("open %1 %2").arg(portName).arg(baud));
-    return d->open = true;
+    d->open = true;
+    host().called(QStringLiteral("open"));
+    return true;
 }
 
 void canservice::SerialPort::close()
 {
     host().note(QStringLiteral("close"));
     d->open = false;
+    host().called(QStringLiteral("close"));
 }
 
 int canservice::SerialPort::writeData(const QByteArray& data, bool flag)
 {
+    const int taken = d->open ? data.size() : -1;
     if (host().onWrite)
         host().onWrite(data);
-    else
-        host().note(QStringLiteral("%1 %2 %3")
-                        .arg(d->open ? "write" : "lost", spaced(data), flag ? "true" : "false"));
-    return d->open ? data.size() : -1;
+    if (host().onWrite && !host().onCall)
+        return taken;
+    const QString line =
+        QStringLiteral("%1 %2 %3").arg(d->open ? "write" : "lost", spaced(data), flag ? "true" : "false");
+    if (!host().onWrite)
+        host().note(line);
+    host().called(line);
+    return taken;
 }
 
 int CanBusManager::getCarModelId()
 {
+    host().called(QStringLiteral("getCarModelId"));
     return host().carModel;
 }
 
 int CanBusManager::getHwdCarModelIndex()
 {
+    host().called(QStringLiteral("getHwdCarModelIndex"));
     return host().carModelIndex;
 }
 
 QString canservice::ConfigManager::getPluginFullPath()
 {
+    host().called(QStringLiteral("getPluginFullPath"));
     return QStringLiteral("/plugins/test.so");
 }
 
 int mem::SettingsExe::getValue(QString key, QString file, bool flag)
 {
     host().note(QStringLiteral("setting %1 %2 %3").arg(key, file, flag ? "true" : "false"));
+    host().called(QStringLiteral("getValue"));
     return host().driverPosition;
 }
 
 QString Translator::translate(int id)
 {
+    host().called(QStringLiteral("translate"));
     return host().texts.value(id, QStringLiteral("<%1>").arg(id));
 }

@@ -25,9 +25,12 @@ public:
 
     /// Deletes the plug-in's instance, forgets journal and settings, and lets the plug-in make a fresh one.
     CanServiceBase& restart();
+    /// Lets the plug-in make an instance, with journal and settings as they are.
+    CanServiceBase& create();
     /// Deletes the plug-in's instance.
     void shutDown();
     CanServiceBase& service() { return *m_service; }
+    bool hasService() const { return m_service; }
     QPluginLoader& loader() { return m_loader; }
 
     /// The port delivers @p chunk.
@@ -37,6 +40,7 @@ public:
     /// The journal since the last call.
     QStringList take();
     void note(const QString& line) { m_journal.append(line); }
+    void called(const QString& call);
 
     // What the host services answer.
     int carModel = 20;
@@ -48,14 +52,15 @@ public:
     void setLogs(bool on);
     bool logs() const { return m_logs; }
 
-    /// Called for each signal, right after it was written down.
-    std::function<void(const QString& signal)> onSignal;
+    /// Called within each call that the plug-in makes, right after it was written down, with the line of a
+    /// write or signal, the signature and source line of a log line, or the name of another host service.
+    std::function<void(const QString& call)> onCall;
     /// When set: called with each write, and neither writes nor signals are written down. For runs whose
     /// journal would cost too much.
     std::function<void(const QByteArray& bytes)> onWrite;
     canservice::SerialPort* port = nullptr;
-    /// The whole text of the last log line that was written down.
-    QString lastLogLine;
+    /// The whole texts of the log lines that were written down.
+    QStringList logLines;
 
     int qt_metacall(QMetaObject::Call call, int id, void** arguments) override;
 
