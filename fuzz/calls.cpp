@@ -61,13 +61,16 @@ public:
     explicit Mischief(Session& session)
         : m_session(session)
     {
-        RecordingHost::instance().onCall = [this](const QString& call) { within(call); };
     }
     ~Mischief() { RecordingHost::instance().onCall = nullptr; }
     Mischief(const Mischief&) = delete;
     Mischief& operator=(const Mischief&) = delete;
 
-    void add(Act act) { m_acts.push_back(std::move(act)); }
+    void add(Act act)
+    {
+        m_acts.push_back(std::move(act));
+        RecordingHost::instance().onCall = [this](const QString& call) { within(call); };
+    }
     /// As long as time passes, nothing is done: the order of what falls due at one moment is nobody's affair.
     bool paused = false;
 

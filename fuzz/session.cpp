@@ -80,8 +80,8 @@ Session::Session()
 // Of what is sent as it is, nobody can say what it is.
 void Session::check(const QByteArray& written)
 {
-    if (!m_raw.isEmpty() && written == m_raw)
-        m_raw.clear();
+    if (written == m_raw)
+        m_raw.reset();
     else if (written.size() == 1)
         m_answers.append(written);
     else

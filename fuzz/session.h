@@ -4,6 +4,7 @@
 #include "recordinghost.h"
 
 #include <cstdint>
+#include <optional>
 
 /// What the parser must make of the line, worked out in another way than the service does it: whole frames
 /// are cut from a buffer.
@@ -50,7 +51,7 @@ private:
     Reference m_reference;
     QByteArray m_answers;
     QByteArray m_expected; ///< answers
-    QByteArray m_raw;      ///< what the host sends as it is
+    std::optional<QByteArray> m_raw; ///< what the host sends as it is
     int m_depth = 0;
     bool m_stopped = false;
 };

@@ -1,8 +1,9 @@
-// Body state: doors and driving position come from the base-info frame; speed, outside temperature and
-// rotation have fixed answers, since no frame carries them.
+// Body state: doors and driving position come from the base-info frame, and the driving position can be asked
+// for; speed, outside temperature and rotation have fixed answers, since no frame carries them.
 
 #include "log.h"
 #include "payload.h"
+#include "protocol.h"
 #include "simpleservice.h"
 
 namespace canservice {
@@ -24,11 +25,8 @@ enum Door {
 
 void SimpleService::doBaseInfo(int, QByteArray& payload)
 {
-    if (payload.size() != BaseInfoBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, BaseInfoBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     const int doors = byteAt(payload, 0) & DoorBits;
     const int drivingPosition = byteAt(payload, 1) >> 3 & 1;
     if (update(m_doorStatus, doors))
@@ -37,6 +35,17 @@ void SimpleService::doBaseInfo(int, QByteArray& payload)
         CAN_DEBUG << "canDrivingPos " << m_canDrivingPosition;
         emit canDrivingPositionChanged();
     }
+}
+
+// The field follows the car's report, not this command.
+void SimpleService::setCanDrivingPosition(int position)
+{
+    sendBodyConreolSet(command::DrivingPosition, static_cast<unsigned char>(position));
+}
+
+int SimpleService::getCanDrivingPosition()
+{
+    return m_canDrivingPosition;
 }
 
 int SimpleService::getDoorStatus()

@@ -1,14 +1,27 @@
-// What the box tells of itself and its system: the version text and the camera mode.
+// What the box tells of itself and its system: the version text and the camera mode. A touch on the camera
+// picture goes back to it.
 
 #include "log.h"
 #include "payload.h"
 #include "simpleservice.h"
+
+#include <algorithm>
 
 namespace canservice {
 
 namespace {
 
 constexpr int SystemInfoBytes = 2;
+
+constexpr int TouchKey = 0;
+constexpr float TouchScaleY = 1.6666666F; // picture height to touch height: just below 5/3
+
+/// Towards zero; out of range, the nearest end of the range, as the head unit's processor converts.
+qint32 truncated(float value)
+{
+    const auto whole = static_cast<qint64>(value);
+    return static_cast<qint32>(std::clamp<qint64>(whole, INT32_MIN, INT32_MAX));
+}
 
 } // namespace
 
@@ -25,11 +38,8 @@ void SimpleService::doVersion(int, QByteArray& payload)
 
 void SimpleService::doSystemInfo(int, QByteArray& payload)
 {
-    if (payload.size() != SystemInfoBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, SystemInfoBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     if (update(m_cameraMode, byteAt(payload, 0) >> 2 & 1))
         emit sigCameraMode();
 }
@@ -42,6 +52,16 @@ QString SimpleService::version()
 int SimpleService::getCameraMode()
 {
     return m_cameraMode;
+}
+
+int SimpleService::sendCameraKey(int key, CameraData data)
+{
+    if (key != TouchKey)
+        return 0;
+    const int scaledY = truncated(static_cast<float>(data.touchY) * TouchScaleY);
+    CAN_DEBUG << TouchScaleY << scaledY;
+    sendTouchSet(bytesOf(1, data.touchX >> 8, data.touchX, scaledY >> 8, scaledY, 0));
+    return 0;
 }
 
 } // namespace canservice

@@ -79,11 +79,8 @@ void SimpleService::doConditioner(int, QByteArray& payload)
 // Announced on every valid frame, changed or not.
 void SimpleService::doConditioner2(int, QByteArray& payload)
 {
-    if (payload.size() != SeatClimateBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, SeatClimateBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     update(m_acData2, payload);
     emit acStatusChanged();
 }

@@ -1,48 +1,32 @@
 // Sending: every frame to the CAN box is built here and written at once. There is no queue and no retry.
 
-#include "log.h"
+#include "payload.h"
 #include "protocol.h"
 #include "simpleservice.h"
 
 namespace canservice {
 
-namespace {
-
-constexpr unsigned char AllParameters = 0xFF;
-
-QByteArray bytes(unsigned char a)
-{
-    return QByteArray(1, static_cast<char>(a));
-}
-
-QByteArray bytes(unsigned char a, unsigned char b)
-{
-    return bytes(a) + bytes(b);
-}
-
-} // namespace
-
 // The length byte is the frame type's, whatever @p data holds: the callers always pass that many bytes.
-void SimpleService::writeFrame(unsigned char type, unsigned char length, const QByteArray& data, bool flag)
+void SimpleService::writeFrame(const frame::ToBox& frame, const QByteArray& data)
 {
-    QByteArray body = bytes(type, length) + data;
+    QByteArray body = bytesOf(frame.type, frame.length) + data;
     body.append(static_cast<char>(getCheckSum(body)));
-    m_serialPort.writeData(static_cast<char>(FrameHeader) + body, flag);
+    m_serialPort.writeData(static_cast<char>(FrameHeader) + body, frame.flag);
 }
 
 void SimpleService::sendStart()
 {
-    writeFrame(frame::Link, 1, bytes(1), true);
+    writeFrame(frame::Link, bytesOf(1));
 }
 
 void SimpleService::sendStop()
 {
-    writeFrame(frame::Link, 1, bytes(0), true);
+    writeFrame(frame::Link, bytesOf(0));
 }
 
 void SimpleService::sendBodyConreolSet(unsigned char command, unsigned char value)
 {
-    writeFrame(frame::BodyControl, 2, bytes(command, value), false);
+    writeFrame(frame::BodyControl, bytesOf(command, value));
 }
 
 void SimpleService::sendRadarSet(unsigned char command, unsigned char value)
@@ -57,32 +41,32 @@ void SimpleService::sendTirePressureReset()
 
 void SimpleService::sendRequest(unsigned char type, unsigned char parameter)
 {
-    writeFrame(frame::Request, 2, bytes(type, parameter), false);
+    writeFrame(frame::Request, bytesOf(type, parameter));
 }
 
 void SimpleService::sendTouchSet(QByteArray data)
 {
-    writeFrame(frame::CameraTouch, 6, data, true);
+    writeFrame(frame::CameraTouch, data);
 }
 
 void SimpleService::sendMeterSet(QByteArray data)
 {
-    writeFrame(frame::SourceInformation, 34, data, false);
+    writeFrame(frame::SourceInformation, data);
 }
 
 void SimpleService::sendLandscapeAcSet(QByteArray data)
 {
-    writeFrame(frame::LandscapeClimate, 6, data, true);
+    writeFrame(frame::LandscapeClimate, data);
 }
 
 void SimpleService::sendVerticalAcSet(unsigned char command, unsigned char value)
 {
-    writeFrame(frame::VerticalClimate, 2, bytes(command, value), true);
+    writeFrame(frame::VerticalClimate, bytesOf(command, value));
 }
 
 void SimpleService::sendCarModelSet(unsigned char index)
 {
-    writeFrame(frame::CarModel, 1, bytes(index), true);
+    writeFrame(frame::CarModel, bytesOf(index));
 }
 
 int SimpleService::sendAnyData(QByteArray& data)
@@ -92,54 +76,43 @@ int SimpleService::sendAnyData(QByteArray& data)
 
 void SimpleService::requsetClimate()
 {
-    sendRequest(frame::Climate, AllParameters);
-    sendRequest(frame::SeatClimate, AllParameters);
+    sendRequest(frame::Climate, frame::AllParameters);
+    sendRequest(frame::SeatClimate, frame::AllParameters);
 }
 
 void SimpleService::requsetParkAssist()
 {
-    sendRequest(frame::FrontRadar, AllParameters);
-    sendRequest(frame::RearRadar, AllParameters);
+    sendRequest(frame::FrontRadar, frame::AllParameters);
+    sendRequest(frame::RearRadar, frame::AllParameters);
 }
 
 void SimpleService::requsetVehicleInfo()
 {
-    sendRequest(frame::BaseInfo, AllParameters);
-    sendRequest(frame::TirePressure, AllParameters);
+    sendRequest(frame::BaseInfo, frame::AllParameters);
+    sendRequest(frame::TirePressure, frame::AllParameters);
 }
 
 void SimpleService::requsetDrinvingData()
 {
-    sendRequest(frame::DrivingData, AllParameters);
+    sendRequest(frame::DrivingData, frame::AllParameters);
 }
 
 void SimpleService::requsetFuel()
 {
-    sendRequest(frame::InstantFuel, AllParameters);
-    sendRequest(frame::FuelHistory, AllParameters);
+    sendRequest(frame::InstantFuel, frame::AllParameters);
+    sendRequest(frame::FuelHistory, frame::AllParameters);
 }
 
 // The instantaneous consumption carries the unit code.
 void SimpleService::requsetUnitSettings()
 {
-    sendRequest(frame::InstantFuel, AllParameters);
+    sendRequest(frame::InstantFuel, frame::AllParameters);
 }
 
 // The rear radar frame carries the other-information bit.
 void SimpleService::requsetOtherInfo()
 {
-    sendRequest(frame::RearRadar, AllParameters);
-}
-
-// The clock frame: hour, minute, and whether the clock shows 12 hours. The hour is cut to 8 bits.
-GPSTimePacket SimpleService::GPSTimeSend(GPSTime& time)
-{
-    CAN_DEBUG << "GPSTimeSend";
-    const bool twelveHours = time.clockFormat == 0;
-    const bool afternoon = twelveHours && time.meridiem == 3;
-    const auto hour = static_cast<unsigned char>(afternoon ? time.hour - 12 : time.hour);
-    writeFrame(frame::Clock, 3, bytes(hour, time.minute) + bytes(twelveHours ? 1 : 0), false);
-    return {0, 0, 1, 0, 0, 1, 1};
+    sendRequest(frame::RearRadar, frame::AllParameters);
 }
 
 } // namespace canservice

@@ -1,9 +1,10 @@
 // Fuel consumption: the instantaneous value and five history values become display texts. Both frames begin
-// with the unit code, which also updates the unit record.
+// with the unit code, which also updates the unit record; the host can ask for the next unit.
 
 #include "hostcall.h"
 #include "log.h"
 #include "payload.h"
+#include "protocol.h"
 #include "simpleservice.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@ namespace canservice {
 namespace {
 
 constexpr int FuelUnitItem = 0; // of UnitData
+constexpr int FuelUnits = 3;    // that can be selected
 constexpr int HistoryValues = 5;
 
 struct FuelUnit
@@ -44,6 +46,14 @@ const FuelUnit* findUnit(const QByteArray& payload)
 }
 
 } // namespace
+
+void SimpleService::initUnitMaxLevel()
+{
+    UnitData units;
+    units.maxLevels[FuelUnitItem] = FuelUnits;
+    m_unitData = units; // before the line: a frame that comes within it may report a unit
+    CAN_DEBUG << units.maxLevels.size();
+}
 
 // The record changes when the text does: a new code with the same text changes nothing.
 float SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitText, const char* operation)
@@ -97,6 +107,25 @@ int SimpleService::getFuelConsumptionData(FuelConsumptionData& data)
 {
     data = m_fuelConsumptionData;
     return 0;
+}
+
+int SimpleService::getUnitData(UnitData& data)
+{
+    data = m_unitData;
+    return 0;
+}
+
+// The record follows the car's report, not this request.
+void SimpleService::setUnitCmd(int item)
+{
+    CAN_DEBUG << item;
+    if (item != FuelUnitItem)
+        return;
+    int next = m_unitData.curLevels.at(FuelUnitItem) + 1;
+    CAN_DEBUG << next << m_unitData.maxLevels.at(FuelUnitItem);
+    if (m_unitData.maxLevels.at(FuelUnitItem) <= next)
+        next = 0;
+    sendBodyConreolSet(command::FuelUnit, static_cast<unsigned char>(next));
 }
 
 } // namespace canservice

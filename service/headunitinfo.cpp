@@ -1,7 +1,9 @@
-// What the head unit plays, as texts for the car's own display: one to four source-information frames for a
-// call.
+// What the head unit tells the car: what it plays, as texts for the car's own display (one to four
+// source-information frames for a call), and the time.
 
 #include "log.h"
+#include "payload.h"
+#include "protocol.h"
 #include "simpleservice.h"
 
 namespace canservice {
@@ -31,7 +33,7 @@ QByteArray zeros(int count)
 /// Data of a frame, from its contents.
 QByteArray sourceInformation(unsigned char source, int item, const QByteArray& contents)
 {
-    return static_cast<char>(source) + QByteArray(1, static_cast<char>(item)) + contents + zeros(2);
+    return bytesOf(source, item) + contents + zeros(2);
 }
 
 } // namespace
@@ -127,6 +129,17 @@ void SimpleService::onSendMediaAlbum(unsigned char sourceCode, QStringList infoT
         sourceInformation(sourceCode, 4, textField(infoTexts.value(2), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
     CAN_DEBUG << "44444444" << data.size() << data.toHex();
+}
+
+// The clock frame: hour, minute, and whether the clock shows 12 hours. The hour is cut to 8 bits.
+GPSTimePacket SimpleService::GPSTimeSend(GPSTime& time)
+{
+    CAN_DEBUG << "GPSTimeSend";
+    const bool twelveHours = time.clockFormat == 0;
+    const bool afternoon = twelveHours && time.meridiem == 3;
+    const int hour = afternoon ? time.hour - 12 : time.hour;
+    writeFrame(frame::Clock, bytesOf(hour, time.minute, twelveHours));
+    return {0, 0, 1, 0, 0, 1, 1};
 }
 
 } // namespace canservice

@@ -2,8 +2,8 @@
 
 #include <translator.h>
 
-// What the host does within a call is its own affair, and it may deliver the next chunk. Each call that is made
-// for a frame is counted while it lasts, signals apart: see SimpleService::takeFrame().
+// What the host does within a call is its own affair, and it may deliver the next chunk. Each call that is
+// made for a frame is counted while it lasts, signals apart: see SimpleService::takeFrame().
 
 namespace canservice {
 

@@ -47,31 +47,22 @@ void SimpleService::handleKey(int key, int action, bool fromSteeringWheel)
 
 void SimpleService::doSWC(int, QByteArray& payload)
 {
-    if (payload.size() != KeyBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, KeyBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     handleKey(byteAt(payload, 0), byteAt(payload, 1), true);
 }
 
 void SimpleService::doPanelKey(int, QByteArray& payload)
 {
-    if (payload.size() != KeyBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, KeyBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     handleKey(byteAt(payload, 0), byteAt(payload, 1), false);
 }
 
 void SimpleService::doSWCBtInfo(int, QByteArray& payload)
 {
-    if (payload.size() != KeyBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, KeyBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     const int code = byteAt(payload, 0);
     const int action = byteAt(payload, 1);
     CAN_DEBUG << code << (code == 1) << (code == 2);

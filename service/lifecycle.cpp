@@ -26,8 +26,6 @@ constexpr int StatusLost = 0;
 constexpr int ClimateBytes = 12;
 constexpr int LongestPayload = 255;
 constexpr int LongestText = 64; // characters; a longer unit text only costs an allocation
-constexpr int RadarEntries = 19;
-constexpr char NoObstacle = '\xFF';
 constexpr int CarBrightnessLevels = 20;
 
 constexpr int NoCarModel = 255;
@@ -35,6 +33,8 @@ constexpr int NoCarModel = 255;
 } // namespace
 
 SimpleService::SimpleService()
+    : m_acknowledgement(1, static_cast<char>(Acknowledge))
+    , m_rejection(1, static_cast<char>(Reject))
 {
     m_serialPort.open(QString(), BaudRate);
     connect(&m_serialPort, SIGNAL(read(QByteArray)), this, SLOT(onDataReady(QByteArray)));
@@ -60,7 +60,7 @@ SimpleService::SimpleService()
 
 void SimpleService::initData()
 {
-    m_radarData.append(RadarEntries, NoObstacle);
+    initRadar();
     lightBrightnessTransform(CarBrightnessLevels, m_brightnessMap);
 }
 
@@ -92,7 +92,7 @@ void SimpleService::stop()
 
 void SimpleService::onCheckConnectTmrout()
 {
-    sendRequest(frame::Version, 0xFF);
+    sendRequest(frame::Version, frame::AllParameters);
     m_ackWaitTimer.start();
 }
 

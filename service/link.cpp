@@ -25,7 +25,6 @@ namespace {
 // The numbers stand in log lines.
 enum ParseState { Idle = 0, AwaitLength = 1, AwaitType = 2, AwaitPayload = 3, AwaitChecksum = 4 };
 
-constexpr int SignOfLife = 0xFF;
 constexpr int StatusAlive = 3;
 
 // The lines of the steps below stand under the operation that they make up.
@@ -50,7 +49,7 @@ inline void SimpleService::readIdle()
     const int byte = takeByte();
     if (byte == FrameHeader)
         m_parseState = AwaitType;
-    else if (byte == SignOfLife && m_next - m_chunkBegin == 1)
+    else if (byte == Acknowledge && m_next - m_chunkBegin == 1)
         acceptSignOfLife();
 }
 
@@ -252,6 +251,16 @@ void SimpleService::dispatchEvent(int type, QByteArray& payload)
         return;
     if (const Decoder decoder = decoders[static_cast<std::size_t>(type - First)])
         (this->*decoder)(type, payload);
+}
+
+bool SimpleService::hasSize(const QByteArray& payload, int size, const char* decoder)
+{
+    const bool fits = payload.size() == size;
+    if (fits)
+        CAN_DEBUG_OF(decoder) << payload.toHex();
+    else
+        CAN_DEBUG_OF(decoder) << "paraBuf size:" << payload.size();
+    return fits;
 }
 
 int SimpleService::getCheckSum(QByteArray& bytes)

@@ -2,7 +2,7 @@
 
 #include <QByteArray>
 
-// How decoders read a payload and keep what they find.
+// How decoders read a payload and keep what they find, and how data bytes are put together.
 
 namespace canservice {
 
@@ -16,6 +16,13 @@ inline int byteAt(const QByteArray& bytes, int index)
 inline int wordAt(const QByteArray& bytes, int index)
 {
     return byteAt(bytes, index) << 8 | byteAt(bytes, index + 1);
+}
+
+/// The low bytes of @p values.
+template<typename... T> QByteArray bytesOf(T... values)
+{
+    const char bytes[] = {static_cast<char>(values)...};
+    return QByteArray(bytes, sizeof bytes);
 }
 
 /// The two-byte value that stands for "no value".

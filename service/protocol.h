@@ -4,7 +4,11 @@
 
 namespace canservice {
 
-constexpr int FrameHeader = 0x2E;
+constexpr unsigned char FrameHeader = 0x2E;
+
+// Single bytes outside of frames.
+constexpr unsigned char Acknowledge = 0xFF; ///< from the box also its sign of life
+constexpr unsigned char Reject = 0xF0;
 
 namespace frame {
 
@@ -39,18 +43,25 @@ enum FromBox : unsigned char {
     RearCeilingMedia = 0x67,
 };
 
-/// Frame types to the CAN box.
-enum ToBox : unsigned char {
-    Link = 0x81,
-    BodyControl = 0x83,
-    Request = 0x90,
-    CameraTouch = 0x98,
-    SourceInformation = 0x99,
-    Clock = 0x9D,
-    LandscapeClimate = 0xC7,
-    VerticalClimate = 0xE0,
-    CarModel = 0xE2,
+/// A frame to the CAN box.
+struct ToBox
+{
+    unsigned char type;
+    unsigned char length; ///< data bytes
+    bool flag;            ///< handed to SerialPort::writeData()
 };
+
+constexpr ToBox Link{0x81, 1, true};
+constexpr ToBox BodyControl{0x83, 2, false};
+constexpr ToBox Request{0x90, 2, false};
+constexpr ToBox CameraTouch{0x98, 6, true};
+constexpr ToBox SourceInformation{0x99, 34, false};
+constexpr ToBox Clock{0x9D, 3, false};
+constexpr ToBox LandscapeClimate{0xC7, 6, true};
+constexpr ToBox VerticalClimate{0xE0, 2, true};
+constexpr ToBox CarModel{0xE2, 1, true};
+
+constexpr unsigned char AllParameters = 0xFF; ///< of a request
 
 } // namespace frame
 

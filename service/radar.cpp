@@ -1,4 +1,5 @@
 // Parking radar: the front and the rear frame carry four distance codes each; the side sensors have no frame.
+// The rear frame also carries the one bit of the other information.
 
 #include "hostcall.h"
 #include "log.h"
@@ -35,13 +36,15 @@ enum Sensor {
     RightRear,
     SecondFrontMiddleLeft,
     SecondFrontMiddleRight,
+    Entries = 19,
 };
 
-// The level for each distance code of the box. A code beyond the table leaves its sensor as it was.
-constexpr std::array<unsigned char, 6> levelOfCode{{0xFF, 0, 1, 2, 4, 6}};
-
 constexpr int FarthestLevel = 7;
-constexpr int NoObstacle = 255;
+constexpr unsigned char NoLevel = 0xFF; // no obstacle
+constexpr int NoObstacle = 255;         // as a distance
+
+// The level for each distance code of the box. A code beyond the table leaves its sensor as it was.
+constexpr std::array<unsigned char, 6> levelOfCode{{NoLevel, 0, 1, 2, 4, 6}};
 
 constexpr int OtherInfoBit = 0x20; // of byte 4 of the rear frame
 constexpr int OtherInfoSetText = 655;
@@ -53,6 +56,11 @@ int distance(int level)
 }
 
 } // namespace
+
+void SimpleService::initRadar()
+{
+    m_radarData.append(Entries, static_cast<char>(NoLevel));
+}
 
 bool SimpleService::applyRadarCodes(const QByteArray& payload, int firstEntry)
 {
@@ -70,11 +78,8 @@ bool SimpleService::applyRadarCodes(const QByteArray& payload, int firstEntry)
 
 void SimpleService::doFrontRadar(int, QByteArray& payload)
 {
-    if (payload.size() != FrontRadarBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, FrontRadarBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     const bool changed = applyRadarCodes(payload, FrontLeft);
     CAN_DEBUG << m_radarData.size();
     if (changed)
@@ -83,11 +88,8 @@ void SimpleService::doFrontRadar(int, QByteArray& payload)
 
 void SimpleService::doRearRadar(int, QByteArray& payload)
 {
-    if (payload.size() != RearRadarBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, RearRadarBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     const bool otherInfo = byteAt(payload, 4) & OtherInfoBit;
     const bool changed = applyRadarCodes(payload, RearLeft);
     CAN_DEBUG << m_radarData.size();
@@ -96,6 +98,12 @@ void SimpleService::doRearRadar(int, QByteArray& payload)
     if (update(m_otherInfoData.text6,
                translated(m_hostCalls, otherInfo ? OtherInfoSetText : OtherInfoClearText)))
         emit otherInfoDataChanged();
+}
+
+int SimpleService::getOtherInfoData(OtherInfoData& data)
+{
+    data = m_otherInfoData;
+    return 0;
 }
 
 int SimpleService::getFrontRadarLeftDistance()

@@ -32,11 +32,8 @@ constexpr std::array<TireUnit, 4> tireUnits{{{0.1F, 1164}, {1.0F, 1166}, {2.5F, 
 
 void SimpleService::doTpnsInfo(int, QByteArray& payload)
 {
-    if (payload.size() != TirePressureBytes) {
-        CAN_DEBUG << "paraBuf size:" << payload.size();
+    if (!hasSize(payload, TirePressureBytes, Q_FUNC_INFO))
         return;
-    }
-    CAN_DEBUG << payload.toHex();
     const int flags = byteAt(payload, 0);
     if ((flags & ValidBits) != ValidBits) {
         m_tirePressure.fill(NoPressure);
