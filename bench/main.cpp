@@ -50,7 +50,10 @@ CanServiceBase* loadService(const QString& path)
     QObject* instance = loader.instance();
     auto* service = qobject_cast<CanServiceBase*>(instance);
     if (!service) {
-        const QString why = instance ? "its object is no " CanServiceBase_iid : loader.errorString();
+        const QString other("its interface is %1, canbench's is " CanServiceBase_iid
+                            " (set at configure time, -DCANSERVICE_IID)");
+        const QString why =
+            instance ? other.arg(loader.metaData().value("IID").toString()) : loader.errorString();
         const QString metaData = QJsonDocument(loader.metaData()).toJson(QJsonDocument::Compact);
         note(QString("cannot use %1: %2; --plugin names another library\n  metadata: %3")
                  .arg(path, why, metaData));

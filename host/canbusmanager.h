@@ -1,7 +1,9 @@
 #pragma once
 
+#include <qglobal.h>
+
 /// Tells which car the head unit is set up for.
-class CanBusManager
+class Q_DECL_EXPORT CanBusManager
 {
 public:
     static CanBusManager* instance();

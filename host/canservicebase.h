@@ -1,5 +1,6 @@
 #pragma once
 
+#include "canserviceiid.h"
 #include "records.h"
 
 #include <QMap>
@@ -7,17 +8,13 @@
 #include <QString>
 #include <QStringList>
 
-/// The identifier of the host's plug-in interface: it stands in the plug-in's metadata and is what
-/// qobject_cast compares. An integrator sets it to the value that the host declares.
-#define CanServiceBase_iid "canservice.CanServiceBase/1.0"
-
 /// The head unit's abstract CAN service. The host loads one plug-in whose instance implements it.
 ///
 /// The host calls the 124 operations through their virtual slots, so their order is part of the binary
 /// interface: an operation is never moved, inserted or removed. Names are the host's, letter for letter.
 /// Every call arrives, and every signal is emitted, on the thread that owns the object. A signal announces
 /// that the matching getters already return the new values.
-class CanServiceBase : public QObject
+class Q_DECL_EXPORT CanServiceBase : public QObject
 {
     Q_OBJECT
 
@@ -203,7 +200,7 @@ public:
     /// Writes @p data to the CAN box as it is. @return what SerialPort::writeData() returns.
     virtual int sendAnyData(QByteArray& data) = 0;
 
-signals:
+Q_SIGNALS:
     /// 3: the CAN box is alive, emitted for every good frame and sign of life. 0: the link is lost.
     void notifyCanbusStatus(int status);
     void acStatusChanged();

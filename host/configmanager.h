@@ -5,7 +5,7 @@
 namespace canservice {
 
 /// The host's configuration of its plug-ins.
-class ConfigManager
+class Q_DECL_EXPORT ConfigManager
 {
 public:
     static ConfigManager* instance();

@@ -13,7 +13,7 @@ namespace canservice {
 /// The service holds one by value, so the class has a fixed size of its own: whoever implements it keeps all
 /// state behind the one opaque pointer. All members are called, and read() is emitted, on the thread that
 /// owns the object.
-class SerialPort : public QObject
+class Q_DECL_EXPORT SerialPort : public QObject
 {
     Q_OBJECT
 
@@ -36,7 +36,7 @@ public:
     /// declares bool or a 64-bit count instead still returns its low part in the same register.
     int writeData(const QByteArray& data, bool flag);
 
-signals:
+Q_SIGNALS:
     /// One chunk of received bytes, of any length, in the order of the line. Its boundaries carry no meaning.
     void read(QByteArray data);
 

@@ -5,7 +5,7 @@
 namespace mem {
 
 /// Reads values from the head unit's settings files.
-class SettingsExe
+class Q_DECL_EXPORT SettingsExe
 {
 public:
     /// The integer stored under @p key in the settings file @p file. What a missing key or file yields and
@@ -14,7 +14,7 @@ public:
 };
 
 /// Gives access to the settings store.
-class SettingsUtil
+class Q_DECL_EXPORT SettingsUtil
 {
 public:
     static SettingsUtil* instance();

@@ -130,6 +130,15 @@ void CanbenchTest::endings_data()
     const auto row = [](const char* name, const QStringList& arguments, const QByteArray& input, int code,
                         const QString& told) { QTest::newRow(name) << arguments << input << code << told; };
     const QString nowhere = m_folder.filePath("no/file");
+    // The interface's identifier stands in the library's metadata and in its code.
+    const QByteArray identifier(CANSERVICE_IID);
+    const QByteArray otherIdentifier = identifier.chopped(1) + '?';
+    const QString otherHost = m_folder.filePath("other.so");
+    QFile library(PLUGIN_FILE);
+    QFile copy(otherHost);
+    QVERIFY(library.open(QIODevice::ReadOnly) && copy.open(QIODevice::WriteOnly));
+    copy.write(library.readAll().replace(identifier, otherIdentifier));
+    copy.close();
     row("an unknown option", {"--fly"}, "", 2, "Unknown option 'fly'; --help");
     row("an empty value", {"--port", ""}, "", 2, "--port needs a value; --help");
     row("a purpose of two lines", {"--purpose", "a\nb"}, "", 2, "one line");
@@ -138,6 +147,8 @@ void CanbenchTest::endings_data()
     row("a script that is not there", {"--script", nowhere}, "", 2, "cannot read " + nowhere);
     row("a capture that cannot be written", {"--record", nowhere}, "", 2, "cannot write " + nowhere);
     row("a library that is not there", {"--plugin", nowhere}, "", 3, "--plugin names another library");
+    row("a library for another host", {"--plugin", otherHost}, "", 3,
+        "its interface is " + otherIdentifier + ", canbench's is " + identifier);
     row("a library that is no plug-in", {"--plugin", CANBENCH_FILE}, "", 3, "metadata: {}");
     row("the device stays away", {"--port", nowhere, "--give-up", "1"}, "", 4, "away for 1 s");
     row("a full disk", {}, "state", 6, "cannot write standard output: No space left");
