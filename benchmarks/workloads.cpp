@@ -223,7 +223,7 @@ void addLimits(std::vector<Workload>& all)
         host().signalCount += one == other;
     });
     // The capture stands for the service's member, which the line counts itself in.
-    add("filtered-out log line", [m_hostCalls = 0]() mutable { CAN_DEBUG << host().signalCount; });
+    add("filtered-out log line", [m_hostCalls = 0]() mutable { CAN_DEBUG(host().signalCount); });
     add("log line, formatted and then dropped", [] {
         QMessageLogger(__FILE__, __LINE__, Q_FUNC_INFO).debug()
             << "[DBG]" << static_cast<long>(::gettid()) << Q_FUNC_INFO << __LINE__ << "--"

@@ -50,7 +50,7 @@ private:
 
     Reference m_reference;
     QByteArray m_answers;
-    QByteArray m_expected; ///< answers
+    QByteArray m_expected;           ///< answers
     std::optional<QByteArray> m_raw; ///< what the host sends as it is
     int m_depth = 0;
     bool m_stopped = false;

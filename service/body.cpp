@@ -32,7 +32,7 @@ void SimpleService::doBaseInfo(int, QByteArray& payload)
     if (update(m_doorStatus, doors))
         emit doorChanged();
     if (update(m_canDrivingPosition, drivingPosition)) {
-        CAN_DEBUG << "canDrivingPos " << m_canDrivingPosition;
+        CAN_DEBUG("canDrivingPos ", m_canDrivingPosition);
         emit canDrivingPositionChanged();
     }
 }

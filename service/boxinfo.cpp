@@ -32,7 +32,7 @@ void SimpleService::doVersion(int, QByteArray& payload)
         const auto length = qstrnlen(payload.constData(), static_cast<uint>(payload.size()));
         m_versionString = QString::fromUtf8(payload.constData(), static_cast<int>(length));
     }
-    CAN_DEBUG << m_versionString;
+    CAN_DEBUG(m_versionString);
     emit sigVersionData();
 }
 
@@ -59,7 +59,7 @@ int SimpleService::sendCameraKey(int key, CameraData data)
     if (key != TouchKey)
         return 0;
     const int scaledY = truncated(static_cast<float>(data.touchY) * TouchScaleY);
-    CAN_DEBUG << TouchScaleY << scaledY;
+    CAN_DEBUG(TouchScaleY, scaledY);
     sendTouchSet(bytesOf(1, data.touchX >> 8, data.touchX, scaledY >> 8, scaledY, 0));
     return 0;
 }

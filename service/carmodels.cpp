@@ -15,10 +15,10 @@ bool SimpleService::isCarModelListed(const char* enumeration, const char* label,
 {
     const QMetaEnum models = staticMetaObject.enumerator(staticMetaObject.indexOfEnumerator(enumeration));
     const int id = CanBusManager::instance()->getCarModelId();
-    CAN_DEBUG_OF(operation) << models.keyCount();
+    CAN_DEBUG_OF(operation, models.keyCount());
     for (int i = 0, count = models.keyCount(); i < count; ++i) {
         if (models.value(i) == id) {
-            CAN_DEBUG_OF(operation) << label << QString::fromLatin1(models.valueToKey(id)) << " = " << id;
+            CAN_DEBUG_OF(operation, label, QString::fromLatin1(models.valueToKey(id)), " = ", id);
             return true;
         }
     }

@@ -71,7 +71,7 @@ void SimpleService::doConditioner(int, QByteArray& payload)
 {
     if (payload == m_acData)
         return;
-    CAN_DEBUG << payload.toHex();
+    CAN_DEBUG(payload.toHex());
     keep(m_acData, payload);
     emit acStatusChanged();
 }
@@ -175,14 +175,14 @@ int SimpleService::getAcWindScale()
 int SimpleService::getAcWindModeRear()
 {
     const int mode = field(m_acData, 9, 5, 0x07);
-    CAN_DEBUG << mode;
+    CAN_DEBUG(mode);
     return mode;
 }
 
 int SimpleService::getAcWindScaleRear()
 {
     const int scale = field(m_acData, 9, 0, 0x0F);
-    CAN_DEBUG << scale;
+    CAN_DEBUG(scale);
     return scale;
 }
 
@@ -196,15 +196,15 @@ int SimpleService::getAcWindMode()
     int mode = 0;
     if (hasWindModeInByte9(CanBusManager::instance()->getCarModelId())) {
         const int code = field(m_acData, 9, 0, 0x03);
-        CAN_DEBUG << "mode -->" << code;
+        CAN_DEBUG("mode -->", code);
         mode = windModesOfByte9[code];
     } else {
         const int byte = field(m_acData, 1, 0, 0xFF);
         const int code = byte >> 5;
-        CAN_DEBUG << byte << code;
+        CAN_DEBUG(byte, code);
         mode = windModes[code];
     }
-    CAN_DEBUG << mode;
+    CAN_DEBUG(mode);
     return mode;
 }
 
@@ -212,7 +212,7 @@ float SimpleService::frontTemperature(int byteIndex, const char* operation)
 {
     const int code = field(m_acData, byteIndex, 0, 0xFF);
     const bool fahrenheit = bit(m_acData, FahrenheitByte, FahrenheitBit);
-    CAN_DEBUG_OF(operation) << static_cast<int>(fahrenheit);
+    CAN_DEBUG_OF(operation, static_cast<int>(fahrenheit));
     if (code == LowestCode)
         return LowestTemperature;
     if (code == (fahrenheit ? HighestFahrenheitCode : HighestCelsiusCode))
@@ -223,7 +223,7 @@ float SimpleService::frontTemperature(int byteIndex, const char* operation)
         if (code >= range.first && code <= range.last)
             return range.degrees + static_cast<float>(code - range.first) * 0.5F;
     }
-    CAN_ERROR_OF(operation) << "index is ERROR!!!" << code;
+    CAN_ERROR_OF(operation, "index is ERROR!!!", code);
     return 0.0F;
 }
 
@@ -259,18 +259,18 @@ QString SimpleService::getAcRightTemperatureUnit()
 int SimpleService::seatLevel(int byteIndex, int shift, const char* operation)
 {
     const bool reported = onNotSuppHeatingCoolDisp();
-    CAN_DEBUG_OF(operation) << reported;
+    CAN_DEBUG_OF(operation, reported);
     if (!reported || byteIndex >= m_acData2.size())
         return SeatNotReported;
     const int code = field(m_acData2, byteIndex, shift, 0x0F);
-    CAN_DEBUG_OF(operation) << code;
+    CAN_DEBUG_OF(operation, code);
     return code < SeatLevels ? seatLevels[code] : code;
 }
 
 int SimpleService::ventilationLevel(int shift, const char* operation)
 {
     const int carModel = CanBusManager::instance()->getCarModelId();
-    CAN_DEBUG_OF(operation) << carModel << CarModelWithoutVentilation;
+    CAN_DEBUG_OF(operation, carModel, CarModelWithoutVentilation);
     return carModel == CarModelWithoutVentilation ? SeatNotReported
                                                   : seatLevel(VentilationByte, shift, operation);
 }

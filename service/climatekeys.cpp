@@ -93,13 +93,13 @@ bool isBarred(int carModel)
 
 int SimpleService::sendAcKey(int key, int value)
 {
-    CAN_DEBUG << key << value;
+    CAN_DEBUG(key, value);
     if (isBarred(CanBusManager::instance()->getCarModelId()))
         return -1;
     const ClimateKey& entry = key >= 0 && key < ClimateKeys ? climateKeys[key] : unsupported;
     switch (entry.form) {
     case Form::Unsupported:
-        CAN_DEBUG << "Function not supported,KEY = " << key;
+        CAN_DEBUG("Function not supported,KEY = ", key);
         break;
     case Form::Silent:
         break;
@@ -112,7 +112,7 @@ int SimpleService::sendAcKey(int key, int value)
             initLandscapeAcData();
             m_landscapeAcData[entry.byte] = static_cast<char>(entry.value);
             const QByteArray data = m_landscapeAcData; // another key may be sent within the line
-            CAN_DEBUG << data.toHex();
+            CAN_DEBUG(data.toHex());
             sendLandscapeAcSet(data);
         } else if (entry.form == Form::Both) {
             pressVerticalKey(entry.command);

@@ -52,7 +52,7 @@ void SimpleService::initUnitMaxLevel()
     UnitData units;
     units.maxLevels[FuelUnitItem] = FuelUnits;
     m_unitData = units; // before the line: a frame that comes within it may report a unit
-    CAN_DEBUG << units.maxLevels.size();
+    CAN_DEBUG(units.maxLevels.size());
 }
 
 // The record changes when the text does: a new code with the same text changes nothing.
@@ -63,7 +63,7 @@ float SimpleService::applyFuelUnitCode(const QByteArray& payload, QString& unitT
         unitText = translated(m_hostCalls, unit->textId);
     if (unitText != m_unitData.curTexts.at(FuelUnitItem)) {
         const int level = unit ? unit->level : 0;
-        CAN_DEBUG_OF(operation) << level;
+        CAN_DEBUG_OF(operation, level);
         m_unitData.curLevels[FuelUnitItem] = level;
         m_unitData.curTexts[FuelUnitItem] = unitText;
         emit unitDataChanged();
@@ -78,11 +78,11 @@ void SimpleService::doInsFuelInfo(int, QByteArray& payload)
         return;
     const int raw = wordAt(payload, 1);
     const float value = tenths(raw);
-    CAN_DEBUG << value;
+    CAN_DEBUG(value);
     bool changed = false;
     updataString(std::min(value, limit), raw, NoValue, m_fuelConsumptionData.texts[0], changed, m_work,
                  m_insFuelUnitText);
-    CAN_DEBUG << changed << m_fuelConsumptionData.texts[0];
+    CAN_DEBUG(changed, m_fuelConsumptionData.texts[0]);
     if (changed)
         emit fuelDataChanged();
 }
@@ -94,10 +94,10 @@ void SimpleService::doHisFuelInfo(int, QByteArray& payload)
     for (int k = 1; k <= HistoryValues && payload.size() > 2 * k; ++k) {
         const int raw = wordAt(payload, 2 * k - 1);
         const float value = tenths(raw);
-        CAN_DEBUG << value;
+        CAN_DEBUG(value);
         QString& text = m_fuelConsumptionData.texts[k];
         updataString(value, raw, NoValue, text, changed, m_work, m_hisFuelUnitText);
-        CAN_DEBUG << changed << text;
+        CAN_DEBUG(changed, text);
     }
     if (changed)
         emit fuelDataChanged();
@@ -118,11 +118,11 @@ int SimpleService::getUnitData(UnitData& data)
 // The record follows the car's report, not this request.
 void SimpleService::setUnitCmd(int item)
 {
-    CAN_DEBUG << item;
+    CAN_DEBUG(item);
     if (item != FuelUnitItem)
         return;
     int next = m_unitData.curLevels.at(FuelUnitItem) + 1;
-    CAN_DEBUG << next << m_unitData.maxLevels.at(FuelUnitItem);
+    CAN_DEBUG(next, m_unitData.maxLevels.at(FuelUnitItem));
     if (m_unitData.maxLevels.at(FuelUnitItem) <= next)
         next = 0;
     sendBodyConreolSet(command::FuelUnit, static_cast<unsigned char>(next));

@@ -40,7 +40,7 @@ QByteArray sourceInformation(unsigned char source, int item, const QByteArray& c
 
 void SimpleService::onRadioSourceInformation(QString band, QStringList infoTexts, int sourceType)
 {
-    CAN_DEBUG << "src type-->" << sourceType;
+    CAN_DEBUG("src type-->", sourceType);
     switch (sourceType) {
     case 0:
         onSendRadioInfo(band, infoTexts);
@@ -60,7 +60,7 @@ void SimpleService::onRadioSourceInformation(QString band, QStringList infoTexts
     case 5: {
         const QByteArray data = sourceInformation(Aux, 1, zeros(ContentBytes));
         sendMeterSet(data);
-        CAN_DEBUG << "AUX SRC --" << data.size() << data.toHex();
+        CAN_DEBUG("AUX SRC --", data.size(), data.toHex());
         break;
     }
     }
@@ -73,11 +73,11 @@ QByteArray SimpleService::textField(const QString& text, int size, const char* o
         field.append(static_cast<char>(text.at(i).cell()));
         field.append(static_cast<char>(text.at(i).row()));
     }
-    CAN_DEBUG_OF(operation) << field.size();
+    CAN_DEBUG_OF(operation, field.size());
     if (field.size() < size) {
-        CAN_DEBUG_OF(operation) << size - field.size();
+        CAN_DEBUG_OF(operation, size - field.size());
         field.append(zeros(size - field.size()));
-        CAN_DEBUG_OF(operation) << field.size();
+        CAN_DEBUG_OF(operation, field.size());
     }
     return field;
 }
@@ -89,7 +89,7 @@ void SimpleService::onSendRadioInfo(QString band, QStringList infoTexts)
     const QByteArray station = zeros(2) + textField(infoTexts.value(1), StationBytes, Q_FUNC_INFO);
     const QByteArray data = sourceInformation(radioSource(band), 1, station);
     sendMeterSet(data);
-    CAN_DEBUG << "111111111" << data.size() << data.toHex();
+    CAN_DEBUG("111111111", data.size(), data.toHex());
 }
 
 void SimpleService::onSendRadioFreq(QString band, QStringList infoTexts)
@@ -97,14 +97,14 @@ void SimpleService::onSendRadioFreq(QString band, QStringList infoTexts)
     const QByteArray data =
         sourceInformation(radioSource(band), 2, textField(infoTexts.value(0), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
-    CAN_DEBUG << "22222222" << data.size() << data.toHex();
+    CAN_DEBUG("22222222", data.size(), data.toHex());
 }
 
 void SimpleService::onSendMediaSong(unsigned char sourceCode, QStringList)
 {
     const QByteArray data = sourceInformation(sourceCode, 1, zeros(ContentBytes));
     sendMeterSet(data);
-    CAN_DEBUG << "111111111" << data.size() << data.toHex();
+    CAN_DEBUG("111111111", data.size(), data.toHex());
 }
 
 void SimpleService::onSendMediaSongName(unsigned char sourceCode, QStringList infoTexts)
@@ -112,7 +112,7 @@ void SimpleService::onSendMediaSongName(unsigned char sourceCode, QStringList in
     const QByteArray data =
         sourceInformation(sourceCode, 2, textField(infoTexts.value(0), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
-    CAN_DEBUG << "22222222" << data.size() << data.toHex();
+    CAN_DEBUG("22222222", data.size(), data.toHex());
 }
 
 void SimpleService::onSendMediaSinger(unsigned char sourceCode, QStringList infoTexts)
@@ -120,7 +120,7 @@ void SimpleService::onSendMediaSinger(unsigned char sourceCode, QStringList info
     const QByteArray data =
         sourceInformation(sourceCode, 3, textField(infoTexts.value(1), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
-    CAN_DEBUG << "33333333" << data.size() << data.toHex();
+    CAN_DEBUG("33333333", data.size(), data.toHex());
 }
 
 void SimpleService::onSendMediaAlbum(unsigned char sourceCode, QStringList infoTexts)
@@ -128,13 +128,13 @@ void SimpleService::onSendMediaAlbum(unsigned char sourceCode, QStringList infoT
     const QByteArray data =
         sourceInformation(sourceCode, 4, textField(infoTexts.value(2), ContentBytes, Q_FUNC_INFO));
     sendMeterSet(data);
-    CAN_DEBUG << "44444444" << data.size() << data.toHex();
+    CAN_DEBUG("44444444", data.size(), data.toHex());
 }
 
 // The clock frame: hour, minute, and whether the clock shows 12 hours. The hour is cut to 8 bits.
 GPSTimePacket SimpleService::GPSTimeSend(GPSTime& time)
 {
-    CAN_DEBUG << "GPSTimeSend";
+    CAN_DEBUG("GPSTimeSend");
     const bool twelveHours = time.clockFormat == 0;
     const bool afternoon = twelveHours && time.meridiem == 3;
     const int hour = afternoon ? time.hour - 12 : time.hour;

@@ -2,32 +2,32 @@
 
 #include <translator.h>
 
-// What the host does within a call is its own affair, and it may deliver the next chunk. Each call that is
-// made for a frame is counted while it lasts, signals apart: see SimpleService::takeFrame().
-
 namespace canservice {
 
-/// @return true
-inline bool enterHost(int& calls)
+/// A call that is made of the host, other than by a signal. What the host does in it is its own affair, and
+/// it may deliver the next chunk: see SimpleService::takeFrame(). As long as it lasts, @p calls is one
+/// higher.
+class HostCall
 {
-    ++calls;
-    return true;
-}
+public:
+    explicit HostCall(int& calls)
+        : m_calls(calls)
+    {
+        ++m_calls;
+    }
+    ~HostCall() { --m_calls; }
+    HostCall(const HostCall&) = delete;
+    HostCall& operator=(const HostCall&) = delete;
 
-/// @return false
-inline bool leaveHost(int& calls)
-{
-    --calls;
-    return false;
-}
+private:
+    int& m_calls;
+};
 
 /// The host's text with the id @p id.
 inline QString translated(int& calls, int id)
 {
-    enterHost(calls);
-    QString text = Translator::translate(id);
-    leaveHost(calls);
-    return text;
+    const HostCall call(calls);
+    return Translator::translate(id);
 }
 
 } // namespace canservice

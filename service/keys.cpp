@@ -65,11 +65,11 @@ void SimpleService::doSWCBtInfo(int, QByteArray& payload)
         return;
     const int code = byteAt(payload, 0);
     const int action = byteAt(payload, 1);
-    CAN_DEBUG << code << (code == 1) << (code == 2);
+    CAN_DEBUG(code, code == 1, code == 2);
     if (code >= BluetoothKeys)
         return;
     const int key = bluetoothKeys[code];
-    CAN_DEBUG << m_keyDown << action << key;
+    CAN_DEBUG(m_keyDown, action, key);
     handleKey(key, action, true);
 }
 

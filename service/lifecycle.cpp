@@ -74,7 +74,7 @@ void SimpleService::start()
     sendBodyConreolSet(command::DrivingPosition, static_cast<unsigned char>(drivingPosition));
     const int index = CanBusManager::instance()->getHwdCarModelIndex();
     const auto indexByte = static_cast<unsigned char>(index);
-    CAN_DEBUG << index << static_cast<int>(indexByte);
+    CAN_DEBUG(index, static_cast<int>(indexByte));
     if (index != NoCarModel)
         sendCarModelSet(indexByte);
     sendRadarSet(command::Radar, 1);

@@ -22,7 +22,7 @@ namespace canservice {
 
 namespace {
 
-// The numbers stand in log lines.
+// The numbers stand in log lines. From AwaitPayload on, a payload is in the parser's hands.
 enum ParseState { Idle = 0, AwaitLength = 1, AwaitType = 2, AwaitPayload = 3, AwaitChecksum = 4 };
 
 constexpr int StatusAlive = 3;
@@ -99,7 +99,7 @@ inline void SimpleService::finishFrame(int checksum)
 void SimpleService::rejectFrame()
 {
     m_serialPort.writeData(m_rejection, true);
-    CAN_ERROR_OF(Receiving) << "checksum err!";
+    CAN_ERROR_OF(Receiving, "checksum err!");
 }
 
 // Frames take effect one after the other, in the order of the line: one that comes while the host is called
@@ -121,7 +121,7 @@ inline void SimpleService::takeFrame()
         takeWaiting();
     m_hostCalls = outerCalls;
     // The memory is used again, unless a frame was left half received, in a payload of its own.
-    if (m_parseState != AwaitPayload && m_parseState != AwaitChecksum)
+    if (m_parseState < AwaitPayload)
         payload.swap(m_payload);
 }
 
@@ -173,19 +173,19 @@ void SimpleService::onDataReady(QByteArray buf)
 
 void SimpleService::logChunk(const QByteArray& chunk)
 {
-    CAN_DEBUG_OF(Receiving) << ConfigManager::instance()->getPluginFullPath();
-    CAN_DEBUG_OF(Receiving) << chunk.toHex();
+    CAN_DEBUG_OF(Receiving, ConfigManager::instance()->getPluginFullPath());
+    CAN_DEBUG_OF(Receiving, chunk.toHex());
 }
 
 void SimpleService::acceptSignOfLife()
 {
-    CAN_DEBUG_OF(Receiving) << m_parseState << m_ackWaitCount;
+    CAN_DEBUG_OF(Receiving, m_parseState, m_ackWaitCount);
     markAlive();
 }
 
 void SimpleService::onmParseOutTmrout()
 {
-    CAN_DEBUG << "parse out!!!" << m_parseState;
+    CAN_DEBUG("parse out!!!", m_parseState);
     m_parseState = Idle;
 }
 
@@ -257,9 +257,9 @@ bool SimpleService::hasSize(const QByteArray& payload, int size, const char* dec
 {
     const bool fits = payload.size() == size;
     if (fits)
-        CAN_DEBUG_OF(decoder) << payload.toHex();
+        CAN_DEBUG_OF(decoder, payload.toHex());
     else
-        CAN_DEBUG_OF(decoder) << "paraBuf size:" << payload.size();
+        CAN_DEBUG_OF(decoder, "paraBuf size:", payload.size());
     return fits;
 }
 

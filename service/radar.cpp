@@ -81,7 +81,7 @@ void SimpleService::doFrontRadar(int, QByteArray& payload)
     if (!hasSize(payload, FrontRadarBytes, Q_FUNC_INFO))
         return;
     const bool changed = applyRadarCodes(payload, FrontLeft);
-    CAN_DEBUG << m_radarData.size();
+    CAN_DEBUG(m_radarData.size());
     if (changed)
         emit sigRadarChanged();
 }
@@ -92,7 +92,7 @@ void SimpleService::doRearRadar(int, QByteArray& payload)
         return;
     const bool otherInfo = byteAt(payload, 4) & OtherInfoBit;
     const bool changed = applyRadarCodes(payload, RearLeft);
-    CAN_DEBUG << m_radarData.size();
+    CAN_DEBUG(m_radarData.size());
     if (changed)
         emit sigRadarChanged();
     if (update(m_otherInfoData.text6,

@@ -95,15 +95,15 @@ void SimpleService::updataString(float value, int raw, int invalid, QString& tar
 
 void SimpleService::doMileageInfo(int, QByteArray& payload)
 {
-    CAN_DEBUG << payload.size() << payload.toHex();
+    CAN_DEBUG(payload.size(), payload.toHex());
     const auto hostText = [this](int id) { return id == NoText ? QString() : translated(m_hostCalls, id); };
     int unitCode = 0;
     if (payload.size() > UnitByte) {
         unitCode = byteAt(payload, UnitByte);
         if (unitCode < UnitCodes)
             m_mileageUnitText = hostText(unitTexts[unitCode].mileage);
-        CAN_DEBUG << "111111" << unitCode;
-        CAN_DEBUG << "111111" << m_mileageUnitText;
+        CAN_DEBUG("111111", unitCode);
+        CAN_DEBUG("111111", m_mileageUnitText);
     }
     bool changed = false;
     for (const TripValue& v : tripValues) {
@@ -127,7 +127,7 @@ void SimpleService::doMileageInfo(int, QByteArray& payload)
             break;
         }
         updataString(value, raw, NoValue, m_drivingData.texts[v.text], changed, m_work, unit);
-        CAN_DEBUG << v.marker << value << m_drivingData.texts[v.text];
+        CAN_DEBUG(v.marker, value, m_drivingData.texts[v.text]);
     }
     if (changed)
         emit drivingDataChanged();

@@ -44,16 +44,16 @@ void SimpleService::doTpnsInfo(int, QByteArray& payload)
         return;
     }
     const int unitCode = flags & UnitBits;
-    CAN_DEBUG << unitCode;
+    CAN_DEBUG(unitCode);
     const TireUnit& unit = tireUnits[static_cast<std::size_t>(unitCode)];
     // A frame with a unit text is announced even when nothing differs.
     bool changed = unit.textId != KeepText;
     if (changed)
         m_tireUnit = translated(m_hostCalls, unit.textId);
-    CAN_DEBUG << (flags >> 6 & 1);
+    CAN_DEBUG(flags >> 6 & 1);
     for (std::size_t wheel = 0; wheel < m_tirePressure.size(); ++wheel) {
         const auto raw = static_cast<float>(byteAt(payload, FirstWheelByte + static_cast<int>(wheel)));
-        CAN_DEBUG << static_cast<int>(wheel) << raw;
+        CAN_DEBUG(static_cast<int>(wheel), raw);
         // Compared before "no value" is replaced: a wheel that keeps reporting it counts as changed every
         // time.
         const float pressure = raw * unit.factor;
