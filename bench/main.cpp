@@ -55,8 +55,9 @@ CanServiceBase* loadService(const QString& path)
         const QString why =
             instance ? other.arg(loader.metaData().value("IID").toString()) : loader.errorString();
         const QString metaData = QJsonDocument(loader.metaData()).toJson(QJsonDocument::Compact);
-        note(QString("cannot use %1: %2; --plugin names another library\n  metadata: %3")
-                 .arg(path, why, metaData));
+        const QString remedy = QFile::exists(path) ? "" : "the package canservice-toyota has the plug-in; ";
+        note(QString("cannot use %1: %2; %3--plugin names another library\n  metadata: %4")
+                 .arg(path, why, remedy, metaData));
     }
     return service;
 }
