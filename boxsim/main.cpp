@@ -48,7 +48,7 @@ Options readOptions()
         {"version", "Show the version."},
         {"link", "Keep a symbolic link to the pseudo-terminal at <path>.", "path"},
         {"port", "Use the serial device <device>, 38400 8N1, instead of a pseudo-terminal.", "device"},
-        {"scenario", "Play the scenario <file>.", "file"},
+        {"scenario", "Play the scenario <file>, or one that boxsim brings, by its name.", "file"},
         {"exit-after-scenario", "End when the scenario has been played and every held key is released."},
     });
     const bool understood = parser.parse(QCoreApplication::arguments());

@@ -1,5 +1,7 @@
 #include "scenario.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 
@@ -29,14 +31,25 @@ QString readStep(const QString& line, int& earliestMs, Scenario::Step& step)
     return step.statement.error;
 }
 
+/// The scenarios that boxsim brings, each a file NAME.scn: beside the program of a build, or as installed.
+QDir ownScenarios()
+{
+    const QDir here(QCoreApplication::applicationDirPath());
+    return here.filePath(here.exists("scenarios") ? "scenarios" : "../share/boxsim/scenarios");
+}
+
 } // namespace
 
 Scenario Scenario::read(const QString& path)
 {
     Scenario scenario;
     QFile file(path);
+    if (!file.exists() && !path.contains('/'))
+        file.setFileName(ownScenarios().filePath(path + ".scn"));
     if (!file.open(QIODevice::ReadOnly)) {
-        scenario.errors.append(QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString()));
+        const QString names = ownScenarios().entryList({"*.scn"}).join(", ").remove(".scn");
+        scenario.errors.append(QStringLiteral("%1: cannot be read: %2; scenarios known by name: %3")
+                                   .arg(path, file.errorString(), names.isEmpty() ? "none" : names));
         return scenario;
     }
     int earliestMs = 0;

@@ -21,7 +21,8 @@ struct Scenario
     QVector<Step> steps;
     QStringList errors; ///< one a mistake: file, line, what was expected
 
-    /// Reads the file @p path. With an error, nothing of it should be played.
+    /// Reads the file @p path or, where there is none, the scenario of that name that boxsim brings. With an
+    /// error, nothing of it should be played.
     static Scenario read(const QString& path);
 };
 

@@ -25,6 +25,7 @@ check 'de' "$(completed "$1" --language d)"
 check '' "$(completed "$1" --car-model --)"
 check "$packaging/man" "$(completed "$1" --settings-root "$packaging/m")"
 check "$packaging/man/boxsim.1" "$(completed "$2" --scenario "$packaging/man/b")"
+check 'door drive' "$(completed "$2" --scenario d)"
 check '/dev/tty' "$(completed "$1" --port '' | tr ' ' '\n' | grep -x /dev/tty)"
 
 for program in "$@"; do
