@@ -1,21 +1,15 @@
 #!/bin/sh
-# Builds and runs this host from the installed packages alone, with CMake and with pkg-config.
-# usage: installed.sh FOLDER   (an empty one, to build in)
+# Builds and runs these hosts from the installed packages alone, and the smallest one with pkg-config too.
+# usage: installed.sh FOLDER   (to build in)
 set -eu
 source=$(dirname "$(realpath "$0")")
 plugin=$(ls /usr/lib/*/canservice/libkelmo_Toyota.so)
+cmake -S "$source" -B "$1" -D PLUGIN_FILE="$plugin"
+cmake --build "$1"
+cd "$1"
+ctest --output-on-failure
 
-cmake -S "$source" -B "$1/cmake" -D PLUGIN_FILE="$plugin"
-cmake --build "$1/cmake"
-"$1/cmake/tst_consumer"
-
-mkdir "$1/pkg-config"
-cd "$1/pkg-config"
-moc=$(pkg-config --variable=host_bins Qt5Core)/moc
-for header in $(pkg-config --variable=moc_headers canservice); do
-  "$moc" "$header" -o "moc_$(basename "$header" .h).cpp"
-done
-"$moc" "$source/tst_consumer.cpp" -o tst_consumer.moc
-g++ -std=c++17 -fPIC -I. -DPLUGIN_FILE="\"$plugin\"" "$source/tst_consumer.cpp" moc_*.cpp \
-  $(pkg-config --cflags --libs canservice Qt5Test) -o tst_consumer
-./tst_consumer
+cd shown
+sh -e with-pkg-config.sh
+told=$(printf '\056\044\002\100\000\231' | ./host "$plugin" 2>&1 >/dev/null)
+[ "$told" = "doors 40" ] || { echo "the host built with pkg-config told '$told'" >&2; exit 1; }
