@@ -146,7 +146,8 @@ void CanbenchTest::endings_data()
     row("an unknown language", {"--language", "fr"}, "", 2, "one of de, en");
     row("a script that is not there", {"--script", nowhere}, "", 2, "cannot read " + nowhere);
     row("a capture that cannot be written", {"--record", nowhere}, "", 2, "cannot write " + nowhere);
-    row("a library that is not there", {"--plugin", nowhere}, "", 3, "--plugin names another library");
+    row("a library that is not there", {"--plugin", nowhere}, "", 3,
+        "the package canservice-toyota has the plug-in; --plugin names another library");
     row("a library for another host", {"--plugin", otherHost}, "", 3,
         "its interface is " + otherIdentifier + ", canbench's is " + identifier);
     row("a library that is no plug-in", {"--plugin", CANBENCH_FILE}, "", 3, "metadata: {}");
