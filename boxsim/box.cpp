@@ -1,12 +1,14 @@
 #include "box.h"
 
+#include "clock.h"
 #include "headunit.h"
-#include "log.h"
 
 #include <QTimer>
 
 #include <algorithm>
 #include <utility>
+
+using namespace std::chrono;
 
 namespace boxsim {
 
@@ -18,13 +20,13 @@ const QByteArray NakBytes = QByteArrayLiteral("\xF0");
 
 } // namespace
 
-void Box::receive(const QByteArray& chunk, qint64 now)
+void Box::receive(const QByteArray& chunk)
 {
     if (faults.silent) {
-        logBytes("rx", chunk, QStringLiteral("ignored, the box is silent"));
+        emit unitReceived(chunk, "ignored, the box is silent");
         return;
     }
-    for (const Received& unit : m_receiver.feed(chunk, now))
+    for (const Received& unit : m_receiver.feed(chunk, floor<milliseconds>(now()).count()))
         handle(unit);
 }
 
@@ -35,20 +37,20 @@ void Box::handle(const Received& unit)
         handleFrame(unit);
         break;
     case Received::BadChecksum:
-        logBytes("rx", unit.bytes, QStringLiteral("wrong checksum"));
-        sendRaw(NakBytes, QStringLiteral("reject"));
+        emit unitReceived(unit.bytes, "wrong checksum");
+        sendRaw(NakBytes, "reject");
         break;
     case Received::Unfinished:
-        logBytes("rx", unit.bytes, QStringLiteral("unfinished frame, given up"));
+        emit unitReceived(unit.bytes, "unfinished frame, given up");
         break;
     case Received::Ack:
-        logBytes("rx", unit.bytes, QStringLiteral("acknowledge"));
+        emit unitReceived(unit.bytes, "acknowledge");
         break;
     case Received::Nak:
-        logBytes("rx", unit.bytes, QStringLiteral("reject"));
+        emit unitReceived(unit.bytes, "reject");
         break;
     case Received::Noise:
-        logBytes("rx", unit.bytes, QStringLiteral("noise"));
+        emit unitReceived(unit.bytes, "noise");
         break;
     }
 }
@@ -56,15 +58,15 @@ void Box::handle(const Received& unit)
 void Box::handleFrame(const Received& unit)
 {
     if (std::exchange(faults.rejectNext, false)) {
-        logBytes("rx", unit.bytes, QStringLiteral("rejected on demand"));
-        sendRaw(NakBytes, QStringLiteral("reject"));
+        emit unitReceived(unit.bytes, "rejected on demand");
+        sendRaw(NakBytes, "reject");
         return;
     }
     const Reaction reaction = react(car, unit.frame);
-    logBytes("rx", unit.bytes, reaction.meaning);
+    emit unitReceived(unit.bytes, reaction.meaning);
     if (reaction.shown)
-        show(reaction.meaning);
-    sendRaw(AckBytes, QStringLiteral("acknowledge"));
+        emit asked(reaction.meaning);
+    sendRaw(AckBytes, "acknowledge");
     m_stopped = !reaction.announced.value_or(!m_stopped);
     for (int type : reaction.answers)
         send(type);
@@ -77,7 +79,7 @@ void Box::handleFrame(const Received& unit)
 void Box::report(int type)
 {
     if (m_stopped)
-        logNote(QStringLiteral("not sent, the head unit has stopped the box: ") + frameName(type));
+        emit noted("not sent, the head unit has stopped the box: " + frameName(type));
     else
         send(type);
 }
@@ -94,12 +96,32 @@ void Box::send(int type)
     bytes.prepend(std::exchange(faults.noiseNext, {}));
     const int chunkSize = std::exchange(faults.splitNext, 0);
     sendInChunks(bytes, chunkSize > 0 ? chunkSize : bytes.size(),
-                 bytes == intact ? frameName(type) : frameName(type) + QStringLiteral(", spoilt on demand"));
+                 bytes == intact ? frameName(type) : frameName(type) + ", spoilt on demand");
 }
 
 void Box::sendRaw(const QByteArray& bytes, const QString& meaning)
 {
     sendInChunks(bytes, bytes.size(), meaning);
+}
+
+void Box::setKey(KeyPad pad, Key key)
+{
+    constexpr std::array frames{FrameType::SteeringWheelKey, FrameType::PanelKey, FrameType::BluetoothKey};
+    const auto index = static_cast<size_t>(pad);
+    car.keys[index] = key;
+    report(frames[index]);
+}
+
+void Box::holdKey(KeyPad pad, int code, milliseconds duration)
+{
+    setKey(pad, {code, true});
+    m_keysReleased = std::max(m_keysReleased, now() + duration);
+    QTimer::singleShot(duration, Qt::PreciseTimer, this, [=] { setKey(pad, {code, false}); });
+}
+
+milliseconds Box::keysHeldFor() const
+{
+    return std::max(ceil<milliseconds>(m_keysReleased - now()), 0ms);
 }
 
 void Box::fallSilent()

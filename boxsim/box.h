@@ -3,9 +3,10 @@
 #include "car.h"
 #include "frame.h"
 
-#include <QDeadlineTimer>
 #include <QObject>
 #include <QQueue>
+
+#include <chrono>
 
 namespace boxsim {
 
@@ -29,10 +30,9 @@ class Box : public QObject
 public:
     Car car;
     Faults faults;
-    QDeadlineTimer keysReleased; ///< when the last held key is released
 
-    /// Takes a chunk from the line that arrived at @p now, in milliseconds of any steady clock.
-    void receive(const QByteArray& chunk, qint64 now);
+    /// Takes a chunk from the line.
+    void receive(const QByteArray& chunk);
 
     /// Sends the frame @p type, unless the head unit has stopped the box.
     void report(int type);
@@ -43,17 +43,29 @@ public:
     /// Sends @p bytes as they are.
     void sendRaw(const QByteArray& bytes, const QString& meaning);
 
+    /// Presses or releases a key.
+    void setKey(KeyPad pad, Key key);
+
+    /// Presses the key with @p code and releases it after @p duration.
+    void holdKey(KeyPad pad, int code, std::chrono::milliseconds duration);
+
+    /// How long it is until every held key is released.
+    std::chrono::milliseconds keysHeldFor() const;
+
     /// Sets faults.silent, and forgets the rest of a split frame.
     void fallSilent();
 
 signals:
     /// One chunk for the line.
     void chunkReady(QByteArray bytes, QString meaning);
+    /// A unit has come in, with what it means.
+    void unitReceived(QByteArray bytes, QString meaning);
+    /// The head unit asked something of the car.
+    void asked(QString what);
+    /// Something for the log.
+    void noted(QString text);
     /// The head unit has announced itself.
     void announced();
-    void awaitStartWanted();
-    void hangUpWanted();
-    void quitWanted();
 
 private:
     void handle(const Received& unit);
@@ -68,6 +80,7 @@ private:
         bool pause; ///< the next chunk waits, so that the line keeps the two apart
     };
 
+    std::chrono::nanoseconds m_keysReleased{0}; ///< when the last held key is released, by now()
     Receiver m_receiver;
     bool m_stopped = false; ///< by the head unit
     QQueue<Chunk> m_chunks;

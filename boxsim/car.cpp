@@ -1,94 +1,74 @@
 #include "car.h"
 
+#include "values.h"
+
 #include <algorithm>
-#include <array>
-#include <cmath>
 
 namespace boxsim {
 
 namespace {
 
-constexpr int NoValue = 0xFFFF;
-constexpr int NoPressure = 0xFF;
-
-/// One byte a value; the values are whole numbers.
-template<typename... Values> QByteArray bytes(Values... values)
+// A unit of tyre pressure, in the order of TyreUnit.
+struct Pressure
 {
-    const std::array all{static_cast<char>(static_cast<int>(values))...};
-    return QByteArray(all.data(), static_cast<int>(all.size()));
+    double kPa;  // one unit
+    double step; // what one step on the wire is worth, in kPa
+};
+
+constexpr std::array pressures{Pressure{100.0, 10.0}, Pressure{6.894757, 6.894757}, Pressure{1.0, 2.5}};
+
+const Pressure& pressureIn(TyreUnit unit)
+{
+    return pressures[static_cast<size_t>(unit)];
 }
 
-/// @p value times @p scale in two bytes, high byte first.
-QByteArray word(double value, int scale)
+void addPressures(const Car& car, QByteArray& payload)
 {
-    const int raw = std::isnan(value) ? NoValue : qRound(value * scale);
-    return bytes(raw >> 8, raw);
+    constexpr int NoPressure = 0xFF;
+    int byte = 1;
+    for (const Measured& kPa : car.tyrePressures) {
+        const double steps = kPa.value_or(0) / pressureIn(car.tyreUnit).step;
+        payload[byte++] = static_cast<char>(kPa ? std::min(qRound(steps), NoPressure - 1) : NoPressure);
+    }
 }
 
-QByteArray radar(const std::array<double, 4>& levels)
+void addClimate(const Car& car, QByteArray& payload)
 {
-    return bytes(levels[0], levels[1], levels[2], levels[3]);
+    payload[0] = static_cast<char>(payload[0] ^ 0x80); // on the wire the power bit tells "off"
+    addTemperatures(car.climate, payload);
 }
 
-QByteArray trip(const Car& car)
+template<size_t Index> void addKey(const Car& car, QByteArray& payload)
 {
-    return word(car.trip[0], 10) + word(car.trip[1], 1) + word(car.trip[2], 1) + bytes(car.tripUnit) +
-           word(car.trip[3], 1);
+    payload[0] = static_cast<char>(car.keys[Index].code);
+    payload[1] = static_cast<char>(car.keys[Index].pressed);
 }
 
-QByteArray fuelHistory(const Car& car)
-{
-    QByteArray payload = bytes(car.fuelUnit);
-    for (double value : car.fuelHistory)
-        payload += word(value, 10);
-    return payload;
-}
-
-QByteArray baseInfo(const Car& car)
-{
-    constexpr std::array doorBits{0x40, 0x80, 0x10, 0x20, 0x08};
-    double open = 0;
-    for (size_t door = 0; door < doorBits.size(); ++door)
-        open += car.doors[door] * doorBits[door];
-    return bytes(open, car.drivingPosition * 0x08);
-}
-
-QByteArray tyres(const Car& car)
-{
-    constexpr int Valid = 0x84;
-    QByteArray payload = bytes(car.tyreUnit + car.tyresValid * Valid);
-    const double step = tyreUnits[static_cast<size_t>(car.tyreUnit)].step;
-    for (double pressure : car.tyrePressures)
-        payload +=
-            bytes(std::isnan(pressure) ? NoPressure : std::min(qRound(pressure / step), NoPressure - 1));
-    return payload + bytes(0);
-}
-
+// The values of the car are put in their places by valueRows; what they cannot tell is added.
 struct BoxFrame
 {
     int type;
     const char* name;
-    QByteArray (*payload)(const Car&);
+    int size;
+    void (*add)(const Car&, QByteArray& payload) = nullptr;
 };
 
 constexpr std::array boxFrames{
-    BoxFrame{FrameType::FrontRadar, "front radar", [](const Car& car) { return radar(car.frontRadar); }},
-    BoxFrame{FrameType::RearRadar, "rear radar",
-             [](const Car& car) { return radar(car.rearRadar) + bytes(car.otherInfo * 0x20); }},
-    BoxFrame{FrameType::SteeringWheelKey, "steering-wheel key", [](const Car& car) { return car.keys[0]; }},
-    BoxFrame{FrameType::Trip, "trip", trip},
-    BoxFrame{FrameType::InstantFuel, "instantaneous fuel consumption",
-             [](const Car& car) { return bytes(car.fuelUnit) + word(car.instantFuel, 10); }},
-    BoxFrame{FrameType::FuelHistory, "fuel consumption history", fuelHistory},
-    BoxFrame{FrameType::BaseInfo, "base info", baseInfo},
-    BoxFrame{FrameType::Tyres, "tyres", tyres},
-    BoxFrame{FrameType::Climate, "climate", [](const Car& car) { return car.climate.climatePayload(); }},
-    BoxFrame{FrameType::PanelKey, "panel key", [](const Car& car) { return car.keys[1]; }},
-    BoxFrame{FrameType::BluetoothKey, "Bluetooth key", [](const Car& car) { return car.keys[2]; }},
-    BoxFrame{FrameType::Version, "version", [](const Car& car) { return car.version; }},
-    BoxFrame{FrameType::SystemInfo, "system info",
-             [](const Car& car) { return bytes(car.cameraMode * 0x04, 0); }},
-    BoxFrame{FrameType::Seats, "seats", [](const Car& car) { return car.climate.seatPayload(); }},
+    BoxFrame{FrameType::FrontRadar, "front radar", 4},
+    BoxFrame{FrameType::RearRadar, "rear radar", 5},
+    BoxFrame{FrameType::SteeringWheelKey, "steering-wheel key", 2, addKey<0>},
+    BoxFrame{FrameType::Trip, "trip", 9},
+    BoxFrame{FrameType::InstantFuel, "instantaneous fuel consumption", 3},
+    BoxFrame{FrameType::FuelHistory, "fuel consumption history", 11},
+    BoxFrame{FrameType::BaseInfo, "base info", 2},
+    BoxFrame{FrameType::Tyres, "tyres", 6, addPressures},
+    BoxFrame{FrameType::Climate, "climate", 10, addClimate},
+    BoxFrame{FrameType::PanelKey, "panel key", 2, addKey<1>},
+    BoxFrame{FrameType::BluetoothKey, "Bluetooth key", 2, addKey<2>},
+    BoxFrame{FrameType::Version, "version", 0,
+             [](const Car& car, QByteArray& payload) { payload = car.version; }},
+    BoxFrame{FrameType::SystemInfo, "system info", 2},
+    BoxFrame{FrameType::Seats, "seats", 5},
 };
 
 const BoxFrame* find(int type)
@@ -104,13 +84,21 @@ const BoxFrame* find(int type)
 std::optional<QByteArray> Car::payload(int type) const
 {
     const BoxFrame* frame = find(type);
-    return frame ? std::optional(frame->payload(*this)) : std::nullopt;
+    if (!frame)
+        return std::nullopt;
+    QByteArray payload(frame->size, 0);
+    for (const ValueRow& row : valueRows())
+        if (row.isIn(type))
+            row.put(*this, payload);
+    if (frame->add)
+        frame->add(*this, payload);
+    return payload;
 }
 
 QString frameName(int type)
 {
     const BoxFrame* frame = find(type);
-    return frame ? QString::fromLatin1(frame->name) : QStringLiteral("unknown frame");
+    return frame ? frame->name : "unknown frame";
 }
 
 QList<int> frameTypes()
@@ -119,6 +107,11 @@ QList<int> frameTypes()
     for (const BoxFrame& frame : boxFrames)
         types.append(frame.type);
     return types;
+}
+
+double inKPa(TyreUnit unit)
+{
+    return pressureIn(unit).kPa;
 }
 
 } // namespace boxsim

@@ -35,40 +35,46 @@ QString frameName(int type);
 /// All frame types of the box, in ascending order.
 QList<int> frameTypes();
 
-/// A unit of tyre pressure, as the tyre frame codes it.
-struct TyreUnit
+/// The units of tyre pressure, as the tyre frame codes them.
+enum class TyreUnit { Bar, Psi, KPa };
+
+/// How many kPa one @p unit is.
+double inKPa(TyreUnit unit);
+
+/// A number that may be missing, and is reported as such then.
+using Measured = std::optional<double>;
+
+/// Where a key is. Each place has a frame of its own.
+enum class KeyPad { SteeringWheel, Panel, Bluetooth };
+
+/// A key, as its frame tells it.
+struct Key
 {
-    double kPa;  ///< one unit
-    double step; ///< what one step on the wire is worth, in kPa
+    int code = 0;
+    bool pressed = false;
 };
 
-/// bar, psi and kPa: the units by their code on the wire.
-inline constexpr std::array tyreUnits{TyreUnit{100.0, 10.0}, TyreUnit{6.894757, 6.894757},
-                                      TyreUnit{1.0, 2.5}};
-
-/// The simulated car, as its decoder box knows it. Every value that a statement sets to a number is a double;
-/// NaN is reported as a missing value.
+/// The simulated car, as its decoder box knows it.
 struct Car
 {
-    std::array<double, 5> doors{};      ///< front left, front right, rear left, rear right, back: 1 open
-    double drivingPosition = 0;         ///< 0 or 1
-    std::array<double, 4> frontRadar{}; ///< left to right: 0 no obstacle, 1 nearest to 5 farthest
-    std::array<double, 4> rearRadar{};
-    double otherInfo = 0; ///< 0 or 1, chooses the text that comes with the rear radar
-    std::array<double, 4> tyrePressures{230, 230, 240,
-                                        240}; ///< kPa: front left, front right, rear left, rear right
-    double tyreUnit = 0;                      ///< index into tyreUnits
-    double tyresValid = 1;
-    std::array<double, 4> trip{29.1, 45, 500, 100}; ///< values A, which has tenths, to D
-    double tripUnit = 1;
-    double instantFuel = 7.2;
-    std::array<double, 5> fuelHistory{6.8, 7.1, 6.5, 7.4, 6.9};
-    double fuelUnit = 2;
+    std::array<bool, 5> doors{};     ///< whether open: front left, front right, rear left, rear right, back
+    int drivingPosition = 0;         ///< 0 or 1
+    std::array<int, 4> frontRadar{}; ///< left to right: 0 no obstacle, 1 nearest to 5 farthest
+    std::array<int, 4> rearRadar{};
+    bool otherInfo = false; ///< chooses the text that comes with the rear radar
+    std::array<Measured, 4> tyrePressures{230, 230, 240, 240}; ///< kPa: doors' order
+    TyreUnit tyreUnit = TyreUnit::Bar;
+    bool tyresValid = true;
+    Measured tripA = 29.1;
+    std::array<Measured, 3> tripBToD{45, 500, 100};
+    int tripUnit = 1; ///< as it is coded on the wire
+    Measured instantFuel = 7.2;
+    std::array<Measured, 5> fuelHistory{6.8, 7.1, 6.5, 7.4, 6.9};
+    int fuelUnit = 2; ///< as it is coded on the wire
     Climate climate;
-    std::array<QByteArray, 3> keys{QByteArray(2, 0), QByteArray(2, 0),
-                                   QByteArray(2, 0)}; ///< swc, panel, bt: code, action
-    QByteArray version = "BOXSIM 1.0";                ///< UTF-8, 255 bytes at most
-    double cameraMode = 0;                            ///< 0 or 1
+    std::array<Key, 3> keys{};           ///< the last one of each KeyPad
+    QByteArray version = "BOXSIM 1.0";   ///< UTF-8, 255 bytes at most
+    int cameraMode = 0;                  ///< 0 or 1
     std::array<QString, 4> clusterTexts; ///< what the instrument cluster was told of the source, items 1 to 4
 
     /// The payload of the frame @p type with the car's present state; nothing when the box has no such frame.

@@ -1,17 +1,18 @@
 #include "climate.h"
 
+#include <QtGlobal>
+
 #include <cmath>
 
 namespace boxsim {
 
 namespace {
 
-constexpr double InitialDegrees = 22.0;
-
 int halfDegrees(double degrees)
 {
     return qRound(degrees * 2);
 }
+
 int fahrenheit(double degrees)
 {
     return qRound(degrees * 1.8 + 32.0);
@@ -29,40 +30,24 @@ int frontCode(double degrees, bool inFahrenheit)
     return half >= 2 * 16 ? half - 2 * 16 + 0x20 : half - 2 * 15 + 0x24;
 }
 
-/// The rear scale begins at 16.0 degrees Celsius or at 60 Fahrenheit.
+// The rear scale begins at 16.0 degrees Celsius or at 60 Fahrenheit.
 int rearCode(double degrees, bool inFahrenheit)
 {
     return inFahrenheit ? fahrenheit(degrees) - 59 : halfDegrees(degrees) - 2 * 16 + 1;
 }
 
-} // namespace
-
-Climate::Climate()
+void add(QByteArray& payload, int byte, int code)
 {
-    values.fill(0);
-    values[climateIndex("climate power")] = 1;
-    values[climateIndex("climate fan")] = 2;
-    for (std::string_view zone : {"climate left", "climate right", "climate rear"})
-        values[climateIndex(zone)] = InitialDegrees;
+    payload[byte] = static_cast<char>(payload[byte] | code);
 }
 
-QByteArray Climate::payload() const
+} // namespace
+
+void addTemperatures(const Climate& climate, QByteArray& payload)
 {
-    std::array<int, SeatBytes + 5> bytes{};
-    for (size_t i = 0; i < climateFields.size(); ++i) {
-        const ClimateField& field = climateFields[i];
-        if (field.mask != 0)
-            bytes[static_cast<size_t>(field.byte)] |=
-                static_cast<int>(values[i]) * (field.mask & -field.mask);
-    }
-    bytes[0] ^= 0x80; // on the wire the power bit tells "off"
-    bytes[2] = frontCode(value("climate left"), value("climate fahrenheit") != 0);
-    bytes[3] = frontCode(value("climate right"), value("climate fahrenheit") != 0);
-    bytes[7] |= rearCode(value("climate rear"), value("climate show") != 0);
-    QByteArray out;
-    for (int byte : bytes)
-        out.append(static_cast<char>(byte));
-    return out;
+    add(payload, 2, frontCode(climate.left, climate.fahrenheit));
+    add(payload, 3, frontCode(climate.right, climate.fahrenheit));
+    add(payload, 7, rearCode(climate.rear, climate.showRequest));
 }
 
 } // namespace boxsim

@@ -1,6 +1,7 @@
 #include "climatekeys.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace boxsim {
@@ -33,13 +34,13 @@ double previousWind(double wind)
     return wind > 0 ? wind - 1 : HighestCode;
 }
 
-/// Seats go through the codes of their four levels: off, 1, 2 and 4.
+// Seats go through the codes of their four levels: off, 1, 2 and 4.
 double nextLevel(double level)
 {
     return level < 1 ? 1 : level < 4 ? level * 2 : 0;
 }
 
-/// Temperatures move by half a degree; beyond the scale stand "low" and "high".
+// Temperatures move by half a degree; beyond the scale stand "low" and "high".
 double warmer(double degrees)
 {
     const double next = std::max(degrees + 0.5, Coldest);
@@ -55,27 +56,27 @@ double colder(double degrees)
 }
 
 constexpr std::array keys{
-    ClimateKey{0x01, 0, 0x80, climateIndex("climate power"), toggled},
-    ClimateKey{0x17, 0, 0x02, climateIndex("climate ac"), toggled},
-    ClimateKey{0x10, 1, 0x08, climateIndex("climate dual"), toggled},
-    ClimateKey{0x15, 0, 0x20, climateIndex("climate auto"), toggled},
-    ClimateKey{0x19, 2, 0x01, climateIndex("climate inside-air"), toggled},
-    ClimateKey{0x13, 0, 0x10, climateIndex("climate front-defrost"), toggled},
-    ClimateKey{0x14, 1, 0x04, climateIndex("climate rear-defrost"), toggled},
-    ClimateKey{0x00, 0, 0x40, climateIndex("climate max-ac"), toggled},
-    ClimateKey{0x2A, 5, 0x08, climateIndex("climate glass-heat"), toggled},
-    ClimateKey{0x0A, 1, 0x02, climateIndex("climate fan"), faster},
-    ClimateKey{0x09, 1, 0x01, climateIndex("climate fan"), slower},
-    ClimateKey{0x08, 0, 0x00, climateIndex("climate wind"), nextWind},
-    ClimateKey{0x07, 0, 0x00, climateIndex("climate wind"), previousWind},
-    ClimateKey{0x03, 3, 0x02, climateIndex("climate left"), warmer},
-    ClimateKey{0x02, 3, 0x01, climateIndex("climate left"), colder},
-    ClimateKey{0x05, 4, 0x02, climateIndex("climate right"), warmer},
-    ClimateKey{0x04, 4, 0x01, climateIndex("climate right"), colder},
-    ClimateKey{0x0C, 2, 0x40, climateIndex("seat left heat"), nextLevel},
-    ClimateKey{0x0E, 2, 0x20, climateIndex("seat right heat"), nextLevel},
-    ClimateKey{0x0B, 2, 0x10, climateIndex("seat left ventilation"), nextLevel},
-    ClimateKey{0x0D, 2, 0x04, climateIndex("seat right ventilation"), nextLevel},
+    ClimateKey{0x01, 0, 0x80, "climate power", toggled},
+    ClimateKey{0x17, 0, 0x02, "climate ac", toggled},
+    ClimateKey{0x10, 1, 0x08, "climate dual", toggled},
+    ClimateKey{0x15, 0, 0x20, "climate auto", toggled},
+    ClimateKey{0x19, 2, 0x01, "climate inside-air", toggled},
+    ClimateKey{0x13, 0, 0x10, "climate front-defrost", toggled},
+    ClimateKey{0x14, 1, 0x04, "climate rear-defrost", toggled},
+    ClimateKey{0x00, 0, 0x40, "climate max-ac", toggled},
+    ClimateKey{0x2A, 5, 0x08, "climate glass-heat", toggled},
+    ClimateKey{0x0A, 1, 0x02, "climate fan", faster},
+    ClimateKey{0x09, 1, 0x01, "climate fan", slower},
+    ClimateKey{0x08, 0, 0x00, "climate wind", nextWind},
+    ClimateKey{0x07, 0, 0x00, "climate wind", previousWind},
+    ClimateKey{0x03, 3, 0x02, "climate left", warmer},
+    ClimateKey{0x02, 3, 0x01, "climate left", colder},
+    ClimateKey{0x05, 4, 0x02, "climate right", warmer},
+    ClimateKey{0x04, 4, 0x01, "climate right", colder},
+    ClimateKey{0x0C, 2, 0x40, "seat left heat", nextLevel},
+    ClimateKey{0x0E, 2, 0x20, "seat right heat", nextLevel},
+    ClimateKey{0x0B, 2, 0x10, "seat left ventilation", nextLevel},
+    ClimateKey{0x0D, 2, 0x04, "seat right ventilation", nextLevel},
 };
 
 } // namespace

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "climate.h"
-
 #include <QByteArray>
 #include <QVector>
 
@@ -10,11 +8,11 @@ namespace boxsim {
 /// What a climate key of the head unit does in the simulated car.
 struct ClimateKey
 {
-    int command; ///< in the key frame of vertical layouts, 0: only landscape has it
-    int byte;    ///< in the bit field of landscape layouts
-    int mask;    ///< of the one bit there, 0: only vertical has it
-    size_t field;
-    double (*step)(double); ///< the field's next value
+    int command;            ///< in the key frame of vertical layouts, 0: only landscape has it
+    int byte;               ///< in the bit field of landscape layouts
+    int mask;               ///< of the one bit there, 0: only vertical has it
+    const char* value;      ///< the words of its row in valueRows()
+    double (*step)(double); ///< the value's next number
 };
 
 /// The key with the command byte @p command; nullptr when the car has none.

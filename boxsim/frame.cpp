@@ -17,13 +17,13 @@ quint8 byteAt(const QByteArray& bytes, int index)
     return static_cast<quint8>(bytes[index]);
 }
 
-/// The inverted 8-bit sum of @p body, which is a frame without its header and checksum.
+// The inverted 8-bit sum of @p body, which is a frame without its header and checksum.
 char checksum(const QByteArray& body)
 {
     return static_cast<char>(~std::accumulate(body.begin(), body.end(), 0));
 }
 
-/// What the byte at the start of a unit announces.
+// What the byte at the start of a unit announces.
 Received::Kind kindOf(char first)
 {
     switch (static_cast<quint8>(first)) {
@@ -62,7 +62,7 @@ QVector<Received> Receiver::feed(const QByteArray& chunk, qint64 now)
     return out;
 }
 
-/// Moves the first complete unit from the pending bytes to @p out. @return false when there is none.
+// Moves the first complete unit from the pending bytes to @p out. @return false when there is none.
 bool Receiver::takeNext(QVector<Received>& out)
 {
     if (m_pending.isEmpty())

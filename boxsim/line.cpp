@@ -1,7 +1,5 @@
 #include "line.h"
 
-#include "log.h"
-
 #include <QFile>
 #include <QFileInfo>
 
@@ -26,7 +24,7 @@ QString systemError()
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
-/// Makes @p fd a plain byte line at 38400 baud, 8N1, and forgets what waits to be read from it.
+// Makes @p fd a plain byte line at 38400 baud, 8N1, and forgets what waits to be read from it.
 bool makeRaw(int fd)
 {
     termios settings{};
@@ -39,12 +37,11 @@ bool makeRaw(int fd)
     return tcsetattr(fd, TCSANOW, &settings) == 0 && tcflush(fd, TCIFLUSH) == 0;
 }
 
-/// Whether @p path is a link that a simulator may replace: one to a pseudo-terminal or to nothing.
+// Whether @p path is a link that a simulator may replace: one to a pseudo-terminal or to nothing.
 bool isReplaceable(const QString& path)
 {
     const QFileInfo info(path);
-    return info.isSymLink() &&
-           (!info.exists() || info.symLinkTarget().startsWith(QLatin1String("/dev/pts/")));
+    return info.isSymLink() && (!info.exists() || info.symLinkTarget().startsWith("/dev/pts/"));
 }
 
 } // namespace
@@ -80,8 +77,7 @@ QString Line::openDevice()
 {
     m_fd = ::open(QFile::encodeName(m_device).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (m_fd < 0 || !makeRaw(m_fd))
-        return QStringLiteral(
-                   "cannot use the device %1: %2; name a serial device that you may read and write")
+        return QString("cannot use the device %1: %2; name a serial device that you may read and write")
             .arg(m_device, systemError());
     return {};
 }
@@ -92,31 +88,31 @@ QString Line::openTerminal()
     m_fd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (m_fd < 0 || grantpt(m_fd) != 0 || unlockpt(m_fd) != 0 ||
         ptsname_r(m_fd, name.data(), name.size()) != 0)
-        return QStringLiteral("cannot make a pseudo-terminal: %1; is /dev/pts mounted?").arg(systemError());
+        return QString("cannot make a pseudo-terminal: %1; is /dev/pts mounted?").arg(systemError());
     m_terminal = QFile::decodeName(name.data());
     resetTerminal();
     return m_link.isEmpty() ? QString() : placeLink();
 }
 
-/// Puts the terminal's other end into raw mode and drops what nobody has read from it. Opening and closing it
-/// also makes the kernel report "nobody there" before the first peer comes. @return false when that fails.
-bool Line::resetTerminal() const
+// Puts the terminal's other end into raw mode and drops what nobody has read from it. Opening and closing it
+// also makes the kernel report "nobody there" before the first peer comes. @return false when that fails.
+bool Line::resetTerminal()
 {
     const int fd = ::open(QFile::encodeName(m_terminal).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     const bool done = fd >= 0 && makeRaw(fd);
     if (!done)
-        logNote(QStringLiteral("cannot set up %1: %2").arg(m_terminal, systemError()));
+        emit noted(QString("cannot set up %1: %2").arg(m_terminal, systemError()));
     ::close(fd);
     return done;
 }
 
-/// Makes the link under another name and renames it, so that it leads somewhere at every moment.
+// Makes the link under another name and renames it, so that it leads somewhere at every moment.
 QString Line::placeLink()
 {
     if (QFileInfo(m_link).isSymLink() ? !isReplaceable(m_link) : QFileInfo::exists(m_link))
-        return QStringLiteral("%1 exists and is no link to a pseudo-terminal; name another path or remove it")
+        return QString("%1 exists and is no link to a pseudo-terminal; name another path or remove it")
             .arg(m_link);
-    const QString temporary = QStringLiteral("%1.%2").arg(m_link).arg(getpid());
+    const QString temporary = QString("%1.%2").arg(m_link).arg(getpid());
     const bool isMade = QFile::link(m_terminal, temporary);
     if (isMade &&
         std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(m_link).constData()) == 0)
@@ -124,11 +120,11 @@ QString Line::placeLink()
     const QString reason = systemError();
     if (isMade)
         QFile::remove(temporary);
-    return QStringLiteral("cannot make the link %1: %2; name a path in a directory that you may write")
+    return QString("cannot make the link %1: %2; name a path in a directory that you may write")
         .arg(m_link, reason);
 }
 
-/// Removes the link unless somebody else has put theirs in its place.
+// Removes the link unless somebody else has put theirs in its place.
 void Line::removeLink()
 {
     if (!m_terminal.isEmpty() && QFileInfo(m_link).symLinkTarget() == m_terminal)
@@ -145,23 +141,22 @@ QString Line::path() const
 void Line::write(const QByteArray& bytes, const QString& meaning)
 {
     if (!m_peer) {
-        logNote(QStringLiteral("not sent, nobody has the line open: ") + meaning);
+        emit noted("not sent, nobody has the line open: " + meaning);
         return;
     }
     const ssize_t written = ::write(m_fd, bytes.constData(), static_cast<size_t>(bytes.size()));
     const int taken = written < 0 ? 0 : static_cast<int>(written);
     if (taken > 0)
-        logBytes("tx", bytes.left(taken), meaning);
+        emit sent(bytes.left(taken), meaning);
     if (taken < bytes.size())
-        logNote(QStringLiteral("lost %1 bytes that the line does not take: %2")
-                    .arg(bytes.size() - taken)
-                    .arg(meaning));
+        emit noted(
+            QString("lost %1 bytes that the line does not take: %2").arg(bytes.size() - taken).arg(meaning));
 }
 
 void Line::hangUp()
 {
     if (m_terminal.isEmpty()) {
-        logNote(QStringLiteral("a serial device cannot be hung up"));
+        emit noted("a serial device cannot be hung up");
         return;
     }
     const int old = m_fd;
@@ -171,9 +166,9 @@ void Line::hangUp()
         emit lost(error);
 }
 
-/// Reads until nothing is left. For a pseudo-terminal this also tells whether somebody has it open: without a
-/// peer, reading fails at once, and a notifier would fire without end; a timer looks for the next peer
-/// instead.
+// Reads until nothing is left. For a pseudo-terminal this also tells whether somebody has it open: without a
+// peer, reading fails at once, and a notifier would fire without end; a timer looks for the next peer
+// instead.
 void Line::readAvailable()
 {
     std::array<char, 4096> buffer{};
@@ -200,13 +195,13 @@ void Line::setPeer(bool present)
     if (present) {
         m_lookForPeer.stop();
     } else if (m_terminal.isEmpty()) {
-        emit lost(QStringLiteral("the device %1 is gone").arg(m_device));
+        emit lost(QString("the device %1 is gone").arg(m_device));
     } else {
         m_lookForPeer.start();
     }
     if (!changed || m_terminal.isEmpty())
         return;
-    logNote(present ? QStringLiteral("the line was opened") : QStringLiteral("the line was closed"));
+    emit noted(present ? "the line was opened" : "the line was closed");
     // A peer that was killed leaves the terminal locked against whoever comes next.
     if (!present && !resetTerminal() && !m_link.isEmpty())
         hangUp();

@@ -29,7 +29,7 @@ public:
     /// What the head unit opens: the link, else the pseudo-terminal, else the device.
     QString path() const;
 
-    /// Writes and logs @p bytes. Never waits: what a full buffer does not take is lost, and logged as lost.
+    /// Writes @p bytes. Never waits: what a full buffer does not take is lost, and noted as lost.
     void write(const QByteArray& bytes, const QString& meaning);
 
     /// Closes the pseudo-terminal and makes another one under the same link.
@@ -37,6 +37,9 @@ public:
 
 signals:
     void received(QByteArray chunk);
+    void sent(QByteArray bytes, QString meaning);
+    /// Something for the log.
+    void noted(QString text);
     /// The line is gone for good; @p reason tells why.
     void lost(QString reason);
 
@@ -47,7 +50,7 @@ private:
     void removeLink();
     void readAvailable();
     void setPeer(bool present);
-    bool resetTerminal() const;
+    bool resetTerminal();
 
     QString m_device;
     QString m_link;

@@ -1,26 +1,27 @@
 #include "box.h"
+#include "clock.h"
+#include "exitcode.h"
 #include "line.h"
-#include "log.h"
+#include "process.h"
 #include "scenario.h"
 #include "statement.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QSocketNotifier>
 #include <QTimer>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
-#include <fcntl.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace boxsim;
+using namespace std::chrono_literals;
 
-constexpr int LastReadMs = 200;
+constexpr auto LastRead = 200ms;
 
 const char* const About =
     "Simulates the CAN box of a car on a serial line. The first line on stdout is the path that the head "
@@ -30,6 +31,39 @@ const char* const About =
     "Statements that change the car are read from stdin; type help to list them.\n\n"
     "Exit codes: 0 ended by quit, by a signal, by the end of stdin or of the scenario; 1 wrong usage;\n"
     "2 the line cannot be opened or is lost; 3 mistakes in the scenario; 4 stdout cannot be written.";
+
+// Reports a mistake on standard error.
+void logError(const QString& text)
+{
+    printLine(stderr, text);
+}
+
+// Logs an event on standard error, with its time.
+void logNote(const QString& text)
+{
+    printLine(stderr, stamp(now()) + ' ' + text);
+}
+
+// Logs bytes of the line: "rx" or "tx", hex, what they mean.
+void logBytes(const QString& direction, const QByteArray& bytes, const QString& meaning)
+{
+    logNote(direction + ' ' + bytes.toHex(' ').toUpper() + "  " + meaning);
+}
+
+// Ends the program when standard output cannot be written; a reader that has left a pipe is no failure.
+void endOver(int error)
+{
+    if (error == EPIPE)
+        return;
+    logError("cannot write standard output: " + qt_error_string(error));
+    QTimer::singleShot(0, [] { QCoreApplication::exit(NoOutput); }); // the event loop may not run yet
+}
+
+// What the head unit has not read vanishes with the pseudo-terminal, so it is given a moment.
+void endSoon()
+{
+    QTimer::singleShot(LastRead, &QCoreApplication::quit);
+}
 
 struct Options
 {
@@ -60,54 +94,31 @@ Options readOptions()
                     parser.isSet("exit-after-scenario")};
     QString error = understood ? QString() : parser.errorText();
     if (!parser.positionalArguments().isEmpty())
-        error = QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst());
+        error = QString("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst());
     else if (!options.device.isEmpty() && !options.link.isEmpty())
-        error = QStringLiteral("--link goes with a pseudo-terminal, not with --port.");
+        error = "--link goes with a pseudo-terminal, not with --port.";
     else if (options.exitAfterScenario && options.scenario.isEmpty())
-        error = QStringLiteral("--exit-after-scenario needs --scenario.");
+        error = "--exit-after-scenario needs --scenario.";
     for (const char* name : {"port", "link", "scenario"})
         if (parser.isSet(name) && parser.value(name).isEmpty())
-            error = QStringLiteral("--%1 needs a value.").arg(name);
+            error = QString("--%1 needs a value.").arg(name);
     if (!error.isEmpty()) {
-        logError(error + QStringLiteral(" See boxsim --help."));
+        logError(error + " See boxsim --help.");
         ::exit(Usage);
     }
     return options;
 }
 
-/// Opens those of the standard streams that are closed, or the line would become one of them.
-void openStandardStreams()
-{
-    int fd = 0;
-    do
-        fd = ::open("/dev/null", O_RDWR);
-    while (fd >= 0 && fd <= STDERR_FILENO);
-    ::close(fd);
-}
-
-/// A descriptor that becomes readable when the process is asked to end.
-int endSignals()
-{
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (int number : {SIGINT, SIGTERM, SIGHUP})
-        sigaddset(&ending, number);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-    (void)std::signal(SIGPIPE, SIG_IGN); // who reads the log may leave
-    (void)std::signal(SIGTTIN, SIG_IGN); // in the background, what is typed is the shell's: reading fails
-    return signalfd(-1, &ending, SFD_CLOEXEC);
-}
-
-/// Runs the statements that are typed on stdin.
+// Runs the statements that are typed on stdin.
 class Typed
 {
 public:
-    explicit Typed(Box& box)
-        : m_box(box)
+    explicit Typed(Simulation& simulation)
+        : m_simulation(simulation)
     {
     }
 
-    /// Takes what there is. @return false at the end of input.
+    // Takes what there is. @return false at the end of input.
     bool read()
     {
         std::array<char, 4096> buffer{};
@@ -128,21 +139,49 @@ private:
             return;
         const Parsed parsed = parse(line);
         if (parsed.statement)
-            parsed.run(m_box);
+            parsed.run(m_simulation);
         else
-            logError(QStringLiteral("stdin:%1: %2").arg(m_number).arg(parsed.error));
+            logError(QString("stdin:%1: %2").arg(m_number).arg(parsed.error));
     }
 
-    Box& m_box;
+    Simulation& m_simulation;
     QByteArray m_pending;
     int m_number = 0;
 };
+
+// Shows and logs what happens on the line and in the box.
+void connectLog(const Line& line, const Box& box, StandardOutput& output)
+{
+    QObject::connect(&line, &Line::sent, &box,
+                     [](const auto& bytes, const auto& meaning) { logBytes("tx", bytes, meaning); });
+    QObject::connect(&box, &Box::unitReceived, &box,
+                     [](const auto& bytes, const auto& meaning) { logBytes("rx", bytes, meaning); });
+    QObject::connect(&line, &Line::noted, &box, logNote);
+    QObject::connect(&box, &Box::noted, &box, logNote);
+    QObject::connect(&box, &Box::asked, &box, [&output](const QString& what) { output.print(what); });
+}
+
+// Joins the box to its line, and the scenario to the head unit's announcement.
+void connectBox(Line& line, Box& box, Player& player, bool exitAfterScenario)
+{
+    QObject::connect(&line, &Line::received, &box, &Box::receive);
+    QObject::connect(&box, &Box::chunkReady, &line, &Line::write);
+    QObject::connect(&line, &Line::lost, &box, [](const QString& reason) {
+        logError(reason);
+        QCoreApplication::exit(NoLine);
+    });
+    QObject::connect(&box, &Box::announced, &player, &Player::resume);
+    if (exitAfterScenario)
+        QObject::connect(&player, &Player::finished, &box,
+                         [&box] { QTimer::singleShot(box.keysHeldFor(), &box, endSoon); });
+}
 
 } // namespace
 
 int main(int argc, char* argv[])
 {
-    openStandardStreams();
+    prepareStandardStreams();
+    (void)std::signal(SIGTTIN, SIG_IGN); // in the background, what is typed is the shell's: reading fails
     const QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationVersion(BOXSIM_VERSION);
     const Options options = readOptions();
@@ -155,43 +194,30 @@ int main(int argc, char* argv[])
     if (!scenario.errors.isEmpty())
         return BadScenario;
 
-    const QSocketNotifier endNotifier(endSignals(), QSocketNotifier::Read);
+    const QSocketNotifier endNotifier(takeOverEndSignals(), QSocketNotifier::Read);
     QObject::connect(&endNotifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
 
+    StandardOutput output;
+    output.onFailure = endOver;
     Line line(options.device, options.link);
     Box box;
-    Player player(box, scenario);
-    QElapsedTimer clock;
-    clock.start();
-    QObject::connect(&line, &Line::received, &box,
-                     [&](const QByteArray& chunk) { box.receive(chunk, clock.elapsed()); });
-    QObject::connect(&line, &Line::lost, &app, [](const QString& reason) {
-        logError(reason);
-        QCoreApplication::exit(NoLine);
-    });
-    QObject::connect(&box, &Box::chunkReady, &line, &Line::write);
-    QObject::connect(&box, &Box::hangUpWanted, &line, &Line::hangUp);
-    // What the head unit has not read vanishes with the pseudo-terminal, so it is given a moment.
-    const auto endSoon = [] { QTimer::singleShot(LastReadMs, &QCoreApplication::quit); };
-    const auto endAfterKeys = [&] {
-        QTimer::singleShot(static_cast<int>(box.keysReleased.remainingTime()), endSoon);
-    };
-    QObject::connect(&box, &Box::quitWanted, &app, endSoon);
-    QObject::connect(&box, &Box::awaitStartWanted, &player, &Player::hold);
-    QObject::connect(&box, &Box::announced, &player, &Player::resume);
-    if (options.exitAfterScenario)
-        QObject::connect(&player, &Player::finished, &app, endAfterKeys);
+    Simulation simulation{box, [&](const QString& text) { output.print(text); }, [&] { line.hangUp(); }};
+    Player player(simulation, scenario);
+    simulation.awaitStart = [&] { player.hold(); };
+    simulation.quit = endSoon;
+    connectLog(line, box, output);
+    connectBox(line, box, player, options.exitAfterScenario);
 
     const QString error = line.open();
     if (!error.isEmpty()) {
         logError(error);
         return NoLine;
     }
-    show(line.path());
-    logNote(QStringLiteral("ready"));
+    output.print(line.path());
+    logNote("ready");
 
     const bool serves = !options.link.isEmpty() || !options.device.isEmpty() || !options.scenario.isEmpty();
-    Typed typed(box);
+    Typed typed(simulation);
     QSocketNotifier typedNotifier(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&typedNotifier, &QSocketNotifier::activated, &app, [&] {
         if (typed.read())

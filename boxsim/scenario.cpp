@@ -1,5 +1,7 @@
 #include "scenario.h"
 
+#include "clock.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -8,25 +10,27 @@
 #include <algorithm>
 #include <utility>
 
+using namespace std::chrono;
+
 namespace boxsim {
 
 namespace {
 
 constexpr double LongestScenarioSeconds = 86400;
 
-/// Reads one line, which must not be earlier than @p earliestMs and makes that its own time. @return what is
-/// wrong with it, else empty.
+// Reads one line, which must not be earlier than @p earliestMs and makes that its own time. @return what is
+// wrong with it, else empty.
 QString readStep(const QString& line, int& earliestMs, Scenario::Step& step)
 {
-    static const QRegularExpression blanks(QStringLiteral("\\s+"));
+    static const QRegularExpression blanks("\\s+");
     const QString time = line.section(blanks, 0, 0);
     bool ok = false;
     const double seconds = time.toDouble(&ok);
     if (!ok || !(seconds >= 0 && seconds <= LongestScenarioSeconds)) // it may be "nan"
-        return QStringLiteral("\"%1\": expected a time in seconds, 0 to 86400, and a statement").arg(time);
+        return QString("\"%1\": expected a time in seconds, 0 to 86400, and a statement").arg(time);
     step = {qRound(seconds * 1000), parse(line.mid(time.size()))};
     if (step.atMs < earliestMs)
-        return QStringLiteral("\"%1\": expected a time not before the line above").arg(time);
+        return QString("\"%1\": expected a time not before the line above").arg(time);
     earliestMs = step.atMs;
     return step.statement.error;
 }
@@ -48,7 +52,7 @@ Scenario Scenario::read(const QString& path)
         file.setFileName(ownScenarios().filePath(path + ".scn"));
     if (!file.open(QIODevice::ReadOnly)) {
         const QString names = ownScenarios().entryList({"*.scn"}).join(", ").remove(".scn");
-        scenario.errors.append(QStringLiteral("%1: cannot be read: %2; scenarios known by name: %3")
+        scenario.errors.append(QString("%1: cannot be read: %2; scenarios known by name: %3")
                                    .arg(path, file.errorString(), names.isEmpty() ? "none" : names));
         return scenario;
     }
@@ -62,13 +66,13 @@ Scenario Scenario::read(const QString& path)
         if (error.isEmpty())
             scenario.steps.append(step);
         else
-            scenario.errors.append(QStringLiteral("%1:%2: %3").arg(path).arg(number).arg(error));
+            scenario.errors.append(QString("%1:%2: %3").arg(path).arg(number).arg(error));
     }
     return scenario;
 }
 
-Player::Player(Box& box, Scenario scenario)
-    : m_box(box)
+Player::Player(Simulation& simulation, Scenario scenario)
+    : m_simulation(simulation)
     , m_scenario(std::move(scenario))
 {
     m_timer.setSingleShot(true);
@@ -78,7 +82,7 @@ Player::Player(Box& box, Scenario scenario)
 
 void Player::start()
 {
-    m_clock.start();
+    m_begin = now();
     playNextInTime();
 }
 
@@ -92,13 +96,13 @@ void Player::resume()
 {
     if (!std::exchange(m_held, false))
         return;
-    m_startedAtMs = m_next > 0 ? m_scenario.steps[m_next - 1].atMs : 0;
-    start();
+    m_begin = now() - milliseconds(m_next > 0 ? m_scenario.steps[m_next - 1].atMs : 0);
+    playNextInTime();
 }
 
 void Player::playDue()
 {
-    m_scenario.steps[m_next++].statement.run(m_box);
+    m_scenario.steps[m_next++].statement.run(m_simulation);
     if (!m_held)
         playNextInTime();
 }
@@ -109,8 +113,8 @@ void Player::playNextInTime()
         emit finished();
         return;
     }
-    const qint64 due = m_scenario.steps[m_next].atMs - m_startedAtMs - m_clock.elapsed();
-    m_timer.start(static_cast<int>(std::max<qint64>(due, 0)));
+    const nanoseconds due = m_begin + milliseconds(m_scenario.steps[m_next].atMs) - now();
+    m_timer.start(std::max(ceil<milliseconds>(due), 0ms));
 }
 
 } // namespace boxsim

@@ -2,9 +2,10 @@
 
 #include "statement.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
+
+#include <chrono>
 
 namespace boxsim {
 
@@ -26,13 +27,14 @@ struct Scenario
     static Scenario read(const QString& path);
 };
 
-/// Plays a scenario in real time.
+/// Plays a scenario, each statement at its time by the one clock.
 class Player : public QObject
 {
     Q_OBJECT
 
 public:
-    Player(Box& box, Scenario scenario);
+    /// @p simulation is that of the statements, and must outlive the player.
+    Player(Simulation& simulation, Scenario scenario);
 
     void start();
 
@@ -47,12 +49,11 @@ private:
     void playDue();
     void playNextInTime();
 
-    Box& m_box;
+    Simulation& m_simulation;
     Scenario m_scenario;
     int m_next = 0;
     bool m_held = false;
-    int m_startedAtMs = 0; ///< scenario time at which m_clock was started
-    QElapsedTimer m_clock;
+    std::chrono::nanoseconds m_begin{0}; ///< when the scenario's time was 0, by now()
     QTimer m_timer;
 };
 

@@ -1,10 +1,11 @@
 #include "statement.h"
 
+#include "values.h"
+#include "words.h"
+
 #include <QRegularExpression>
 
 #include <array>
-#include <cmath>
-#include <limits>
 
 namespace boxsim {
 
@@ -20,21 +21,11 @@ struct Abbreviation
 constexpr std::array abbreviations{Abbreviation{"fl", "front-left"}, Abbreviation{"fr", "front-right"},
                                    Abbreviation{"rl", "rear-left"}, Abbreviation{"rr", "rear-right"}};
 
-struct SpecialValue
-{
-    const char* word;
-    double value;
-};
-
-constexpr double Infinity = std::numeric_limits<double>::infinity();
-constexpr std::array specialValues{SpecialValue{"none", std::numeric_limits<double>::quiet_NaN()},
-                                   SpecialValue{"low", -Infinity}, SpecialValue{"high", Infinity}};
-
 QString fullWord(const QString& word)
 {
     for (const Abbreviation& row : abbreviations)
-        if (word == QLatin1String(row.word))
-            return QLatin1String(row.full);
+        if (word == row.word)
+            return row.full;
     return word;
 }
 
@@ -50,10 +41,10 @@ bool takeChoice(const QStringList& choices, const QString& word, Arguments& out)
     return false;
 }
 
-/// Takes a number of the range @p low to @p high; a point in the limits allows one in the number.
+// Takes a number of the range @p low to @p high; a point in the limits allows one in the number.
 bool takeNumber(const QString& low, const QString& high, const QString& word, Arguments& out)
 {
-    const bool isHex = word.startsWith(QLatin1String("0x"));
+    const bool isHex = word.startsWith("0x");
     bool ok = false;
     const double value = low.contains('.') ? word.toDouble(&ok) : word.toInt(&ok, isHex ? 16 : 10);
     if (!ok || !(value >= low.toDouble() && value <= high.toDouble()))
@@ -64,12 +55,10 @@ bool takeNumber(const QString& low, const QString& high, const QString& word, Ar
 
 bool takeTime(const QString& word, Arguments& out)
 {
-    static const QRegularExpression form(QStringLiteral("^(\\d{1,5}(?:\\.\\d+)?)(s|ms)$"));
-    const QRegularExpressionMatch match = form.match(word);
-    if (match.hasMatch())
-        out.numbers.append(match.captured(1).toDouble() *
-                           (match.captured(2) == QLatin1String("s") ? 1000 : 1));
-    return match.hasMatch();
+    const std::optional<std::chrono::milliseconds> time = timeOf(word);
+    if (time)
+        out.numbers.append(static_cast<double>(time->count()));
+    return time.has_value();
 }
 
 bool takeHex(const QString& word, Arguments& out)
@@ -79,55 +68,41 @@ bool takeHex(const QString& word, Arguments& out)
     return QLatin1String(bytes.toHex()).compare(word, Qt::CaseInsensitive) == 0;
 }
 
-/// Takes @p word as the syntax element @p element. @return false when it does not fit.
+// Takes @p word as the syntax element @p element. @return false when it does not fit.
 bool take(const QString& element, const QString& word, Arguments& out)
 {
-    static const QRegularExpression range(QStringLiteral("^<([\\d.]+)\\.\\.([\\d.]+)>"));
+    static const QRegularExpression range("^<([\\d.]+)\\.\\.([\\d.]+)>");
     const QRegularExpressionMatch match = range.match(element);
     if (match.hasMatch()) {
-        for (const SpecialValue& row : specialValues) {
-            if (word != QLatin1String(row.word) || !element.split('|').contains(word))
-                continue;
-            out.numbers.append(row.value);
+        const Measured special = specialNumber(word);
+        if (special && element.split('|').contains(word)) {
+            out.numbers.append(*special);
             return true;
         }
         return takeNumber(match.captured(1), match.captured(2), word, out);
     }
-    if (element == QLatin1String("<text>")) {
+    if (element == "<text>") {
         out.bytes = word.toUtf8();
         return true;
     }
-    if (element == QLatin1String("<time>"))
+    if (element == "<time>")
         return takeTime(word, out);
-    if (element == QLatin1String("<hex>..."))
+    if (element == "<hex>...")
         return takeHex(word, out);
     return takeChoice(element.split('|'), word, out);
 }
 
-/// The words of @p line stand between blanks; double quotes keep blanks in a word, and three in a row are one
-/// of its own.
-QStringList wordsOf(QString line)
-{
-    static const QRegularExpression word(QStringLiteral(R"(("[^"]*("|$)|[^"\s])+)"));
-    const QChar quote = QChar::ObjectReplacementCharacter;
-    line.replace(QStringLiteral(R"(""")"), QString(quote));
-    QStringList words;
-    for (auto i = word.globalMatch(line); i.hasNext();)
-        words.append(i.next().captured().remove('"').replace(quote, '"'));
-    return words;
-}
-
-/// A statement that fits the words read so far.
+// A statement that fits the words read so far.
 struct Candidate
 {
     const Statement* statement;
     QStringList elements;
     Arguments arguments;
 
-    /// The element for the word @p i; empty behind the last one.
+    // The element for the word @p i; empty behind the last one.
     QString element(int i) const
     {
-        const bool goesOn = i >= elements.size() && elements.last().endsWith(QLatin1String("..."));
+        const bool goesOn = i >= elements.size() && elements.last().endsWith("...");
         return goesOn ? elements.last() : elements.value(i);
     }
 };
@@ -137,16 +112,16 @@ QString expected(const QVector<Candidate>& candidates, int i)
     QStringList all;
     for (const Candidate& candidate : candidates) {
         const QString element = candidate.element(i);
-        all += element.isEmpty() ? QStringList(QStringLiteral("the end of the line")) : element.split('|');
+        all += element.isEmpty() ? QStringList("the end of the line") : element.split('|');
     }
     all.removeDuplicates();
-    return QStringLiteral("expected ") + all.join(QStringLiteral(", "));
+    return "expected " + all.join(", ");
 }
 
 } // namespace
 
-/// Follows the words through the syntax of all statements at once, so that it can tell what fits at a
-/// mistake.
+// Follows the words through the syntax of all statements at once, so that it can tell what fits at a
+// mistake.
 Parsed parse(const QString& line)
 {
     const QStringList words = wordsOf(line);
@@ -159,32 +134,22 @@ Parsed parse(const QString& line)
             if (take(candidate.element(i), words[i], candidate.arguments))
                 fitting.append(candidate);
         if (fitting.isEmpty())
-            return {nullptr, {}, QStringLiteral("\"%1\": %2").arg(words[i], expected(candidates, i))};
+            return {nullptr, {}, QString("\"%1\": %2").arg(words[i], expected(candidates, i))};
         candidates = fitting;
     }
     for (const Candidate& candidate : qAsConst(candidates))
         if (words.size() >= candidate.elements.size())
             return {candidate.statement, candidate.arguments, {}};
-    return {nullptr, {}, QStringLiteral("the line ends too early: ") + expected(candidates, words.size())};
-}
-
-QString wordFor(const QString& element, double value)
-{
-    for (const SpecialValue& row : specialValues)
-        if (value == row.value || (std::isnan(value) && std::isnan(row.value)))
-            return QLatin1String(row.word);
-    return element.contains('<') ? QString::number(value, 'g', 6)
-                                 : element.split('|').value(static_cast<int>(value));
+    return {nullptr, {}, "the line ends too early: " + expected(candidates, words.size())};
 }
 
 QString statementHelp()
 {
     QStringList lines;
     for (const Statement& statement : statements())
-        lines.append(QStringLiteral("%1\n    %2").arg(statement.syntax, statement.help));
-    lines.append(
-        QStringLiteral("fl, fr, rl and rr stand for front-left and so on. Quote a text that has blanks; "
-                       "a quote in it is three quotes."));
+        lines.append(QString("%1\n    %2").arg(statement.syntax, statement.help));
+    lines.append("fl, fr, rl and rr stand for front-left and so on. Quote a text that has blanks; "
+                 "a quote in it is three quotes.");
     return lines.join('\n');
 }
 

@@ -9,6 +9,16 @@
 
 namespace boxsim {
 
+/// What the statements work on: the box, and what it stands in.
+struct Simulation
+{
+    Box& box;
+    std::function<void(const QString&)> show = [](const QString&) {}; ///< tells whoever typed the statement
+    std::function<void()> hangUp = [] {};     ///< closes the line and opens another one
+    std::function<void()> awaitStart = [] {}; ///< holds the scenario until the head unit announces itself
+    std::function<void()> quit = [] {};
+};
+
 /// The words of a statement that carry a value.
 struct Arguments
 {
@@ -28,7 +38,7 @@ struct Statement
 {
     QString syntax;
     QString help;
-    std::function<void(Box&, const Arguments&)> run;
+    std::function<void(Simulation&, const Arguments&)> run;
 };
 
 /// All statements, in the order in which help lists them.
@@ -41,14 +51,11 @@ struct Parsed
     Arguments arguments;
     QString error; ///< tells what was expected
 
-    void run(Box& box) const { statement->run(box, arguments); }
+    void run(Simulation& simulation) const { statement->run(simulation, arguments); }
 };
 
 /// Reads one line of the scenario language, without the time that a scenario file puts in front of it.
 Parsed parse(const QString& line);
-
-/// How a statement writes @p value as the syntax element @p element.
-QString wordFor(const QString& element, double value);
 
 /// The list of all statements with what they do.
 QString statementHelp();

@@ -14,12 +14,13 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     file.close();
     const boxsim::Scenario scenario = boxsim::Scenario::read(file.fileName());
     boxsim::Box box;
+    boxsim::Simulation simulation{box};
     int last = 0;
     for (const auto& step : scenario.steps) {
         if (step.atMs < last || !step.statement.error.isEmpty())
             qFatal("took a step that is none");
         last = step.atMs;
-        step.statement.run(box);
+        step.statement.run(simulation);
     }
     return 0;
 }

@@ -11,7 +11,7 @@ using namespace boxsim;
 
 namespace {
 
-/// One test row a line of the file, named after its first field.
+// One test row a line of the file, named after its first field.
 void addRows(const QString& name)
 {
     QTest::addColumn<QStringList>("fields");
@@ -25,7 +25,7 @@ void addRows(const QString& name)
     }
 }
 
-/// A box whose output is read in hex, with ".." for 20 ms of pause.
+// A box whose output is read in hex, with ".." for 20 ms of pause.
 struct RecordedBox : Box
 {
     QStringList sent;
@@ -46,7 +46,7 @@ struct RecordedBox : Box
     {
         sent.clear();
         for (const QString& line : lines.split("; "))
-            parse(line).run(*this);
+            parse(line).run(m_simulation);
         VirtualClock::instance().advance(1000);
         return sent.join(' ');
     }
@@ -54,9 +54,12 @@ struct RecordedBox : Box
     QString answerTo(const QString& hex)
     {
         sent.clear();
-        receive(QByteArray::fromHex(hex.toLatin1()), 0);
+        receive(QByteArray::fromHex(hex.toLatin1()));
         return sent.join(' ');
     }
+
+private:
+    Simulation m_simulation{*this};
 };
 
 } // namespace

@@ -4,8 +4,9 @@
 
 #include <vector>
 
-/// An event dispatcher whose time moves only when a test says so. Installed before the application object, it
-/// receives every QTimer of the thread. It knows no sockets: a test with file descriptors uses Qt's own.
+/// An event dispatcher whose time moves only when it is told to, or when an event loop has nothing else to do
+/// than to wait. Installed before the application object, it receives every QTimer of the thread and serves
+/// its socket notifiers, which take no time.
 class VirtualClock : public QAbstractEventDispatcher
 {
 public:
@@ -24,8 +25,8 @@ public:
     bool unregisterTimers(QObject* object) override;
     QList<TimerInfo> registeredTimers(QObject* object) const override;
     int remainingTime(int id) override;
-    void registerSocketNotifier(QSocketNotifier*) override {}
-    void unregisterSocketNotifier(QSocketNotifier*) override {}
+    void registerSocketNotifier(QSocketNotifier* notifier) override;
+    void unregisterSocketNotifier(QSocketNotifier* notifier) override;
     void wakeUp() override {}
     void interrupt() override { m_interrupted = true; }
     void flush() override {}
@@ -39,8 +40,10 @@ private:
     };
 
     bool fireNext(qint64 until);
+    bool serveSockets(bool wait);
 
     std::vector<Timer> m_timers;
+    std::vector<QSocketNotifier*> m_notifiers;
     qint64 m_now = 0;
     bool m_interrupted = false;
 };

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdio>
+#include <functional>
+
+/// Puts /dev/null in the place of closed standard streams, so that no file or device gets their numbers. A
+/// reader that has gone is an error of writing from then on, and no signal.
+void prepareStandardStreams();
+
+/// SIGINT, SIGTERM and SIGHUP no longer end the process.
+/// @return a descriptor that becomes readable when one of them comes
+int takeOverEndSignals();
+
+/// Writes @p line and a line's end on @p stream, at once. @return whether that succeeded; errno tells why not.
+bool printLine(FILE* stream, const QString& line);
+
+/// Standard output, line by line. Behind a line that could not be written no other one is.
+class StandardOutput
+{
+public:
+    std::function<void(int error)> onFailure; ///< called once, with errno, when a line cannot be written
+
+    void print(const QString& line);
+    bool isIntact() const { return m_intact; }
+
+private:
+    bool m_intact = true;
+};
