@@ -15,7 +15,7 @@ struct CarValue
 // A float becomes the double that its six significant digits stand for, so that 2.3 is shown as 2.3.
 QVariant plain(float number)
 {
-    return QString::number(double(number), 'g', 6).toDouble();
+    return QString::number(static_cast<double>(number), 'g', 6).toDouble();
 }
 
 template<typename T> QVariant plain(const T& value)
@@ -58,7 +58,7 @@ template<auto Field> QVariant otherInfo(Car& car)
 
 template<auto Field> QVariant carSetting(Car& car)
 {
-    return plain(int(car.getCarSettingData().*Field));
+    return plain(static_cast<int>(car.getCarSettingData().*Field));
 }
 
 const CarValue values[] = {

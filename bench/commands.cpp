@@ -1,11 +1,11 @@
 #include "commands.h"
 
-#include "hostservices.h"
+#include "hostsetup.h"
+#include "words.h"
 
 #include <QMetaMethod>
 #include <QRegularExpression>
 
-#include <cmath>
 #include <optional>
 
 namespace {
@@ -99,18 +99,6 @@ int find(const QString& name, const QStringList& names)
     return row;
 }
 
-// Words stand between blanks; double quotes keep blanks in a word, and three in a row are one of its own.
-QStringList wordsOf(QString line)
-{
-    static const QRegularExpression word(R"(("[^"]*("|$)|[^"\s])+)");
-    const QChar quote = QChar::ObjectReplacementCharacter;
-    line.replace(R"(""")", quote);
-    QStringList words;
-    for (auto i = word.globalMatch(line); i.hasNext();)
-        words.append(i.next().captured().remove('"').replace(quote, '"'));
-    return words;
-}
-
 // Decimal, or hexadecimal behind 0x.
 std::optional<int> numberIn(const QString& text)
 {
@@ -138,13 +126,12 @@ QByteArray toBytes(const QString& text)
 
 milliseconds toDuration(const QString& text)
 {
-    static const QRegularExpression form("^(\\d{1,6}(?:\\.\\d+)?)(ms|s)$");
-    const auto match = form.match(text);
-    if (!match.hasMatch())
+    const std::optional<milliseconds> time = timeOf(text);
+    if (!time)
         throw CommandError{
             QString("\"%1\" is no time; write 500ms or 1.5s, with up to six digits before the point")
                 .arg(text)};
-    return milliseconds(std::lround(match.captured(1).toDouble() * (match.captured(2) == "s" ? 1000 : 1)));
+    return *time;
 }
 
 template<void (Car::*Operation)()> QVariant call(const Bench& bench, const Words&)
@@ -225,8 +212,8 @@ QVariant clock(const Bench& bench, const Words& words)
         throw CommandError{QString("no time \"%1 %2\"; write 15:30, or 3:30 pm").arg(words[0], format)};
     const bool countsOn = format == "pm" && hour != 12;
     GPSTime time;
-    time.hour = quint8(countsOn ? hour + 12 : hour);
-    time.minute = quint8(minute);
+    time.hour = static_cast<quint8>(countsOn ? hour + 12 : hour);
+    time.minute = static_cast<quint8>(minute);
     time.clockFormat = is24h;
     time.meridiem = countsOn ? 3 : 0;
     bench.service.GPSTimeSend(time);

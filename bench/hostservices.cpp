@@ -1,7 +1,8 @@
-#include "hostservices.h"
-
 #include "canbusmanager.h"
 #include "configmanager.h"
+#include "hostsetup.h"
+#include "languages.h"
+#include "note.h"
 #include "settings.h"
 #include "translator.h"
 
@@ -10,19 +11,6 @@
 #include <QFileInfo>
 #include <QSettings>
 #include <QTranslator>
-
-#include <iostream>
-
-void note(const QString& text)
-{
-    std::cerr << "canbench: " << text.toStdString() << '\n';
-}
-
-HostSetup& hostSetup()
-{
-    static HostSetup setup;
-    return setup;
-}
 
 QStringList languages()
 {

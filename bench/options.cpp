@@ -1,7 +1,9 @@
 #include "options.h"
 
-#include "hostservices.h"
-#include "script.h"
+#include "exitcode.h"
+#include "hostsetup.h"
+#include "languages.h"
+#include "note.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

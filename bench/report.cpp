@@ -1,13 +1,12 @@
 #include "report.h"
 
-#include <QJsonDocument>
+#include "clock.h"
 
-#include <cerrno>
-#include <iostream>
+#include <QJsonDocument>
 
 namespace {
 
-constexpr int schemaVersion = 1;
+constexpr int SchemaVersion = 1;
 
 QJsonObject valuesOf(const QVector<Reading>& readings)
 {
@@ -29,34 +28,23 @@ QJsonObject unitsOf(const QVector<Reading>& readings)
 
 } // namespace
 
-Report::Report(bool json)
-    : m_json(json)
+Report::Report(Print print, bool json)
+    : m_print(std::move(print))
+    , m_begin(now())
+    , m_json(json)
 {
-    m_clock.start();
-}
-
-double Report::seconds() const
-{
-    return double(m_clock.nsecsElapsed()) / 1e9;
 }
 
 QString Report::stamp() const
 {
-    return QString("(%1)").arg(seconds(), 0, 'f', 6);
-}
-
-// Behind a line that could not be written no other one is.
-void Report::print(const QString& line) const
-{
-    if (std::cout && !(std::cout << line.toStdString() << std::endl))
-        onFailure(qt_error_string(errno));
+    return ::stamp(now() - m_begin);
 }
 
 void Report::printJson(QJsonObject object) const
 {
-    object["v"] = schemaVersion;
-    object["time"] = seconds();
-    print(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    object["v"] = SchemaVersion;
+    object["time"] = std::chrono::duration<double>(now() - m_begin).count();
+    m_print(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 void Report::signal(const QString& name, const QVector<Reading>& arguments, const QVector<Reading>& changed,
@@ -67,7 +55,7 @@ void Report::signal(const QString& name, const QVector<Reading>& arguments, cons
                           {"args", valuesOf(arguments)},
                           {"changed", valuesOf(changed)},
                           {"units", unitsOf(changed)}});
-    print((stamp() + ' ' + name + ' ' + parts.join(", ")).trimmed());
+    m_print((stamp() + ' ' + name + ' ' + parts.join(", ")).trimmed());
 }
 
 void Report::state(const QVector<Reading>& readings) const
@@ -84,19 +72,19 @@ void Report::state(const QVector<Reading>& readings) const
     }
     if (m_json)
         return printJson({{"state", state}, {"units", unitsOf(readings)}});
-    print(lines.join('\n'));
+    m_print(lines.join('\n'));
 }
 
 void Report::result(const QString& command, const QVariant& value) const
 {
     if (m_json)
         return printJson({{"command", command}, {"result", QJsonValue::fromVariant(value)}});
-    print(stamp() + ' ' + command + " returned " + value.toString());
+    m_print(stamp() + ' ' + command + " returned " + value.toString());
 }
 
 void Report::text(const QString& text) const
 {
     if (m_json)
         return printJson({{"text", text}});
-    print(text);
+    m_print(text);
 }

@@ -2,18 +2,20 @@
 
 #include "carstate.h"
 
-#include <QElapsedTimer>
 #include <QJsonObject>
 
+#include <chrono>
 #include <functional>
 
-/// Writes what canbench has to tell on standard output, one line an item, for people or as JSON.
+/// Puts what canbench has to tell into lines, one an item, for people or as JSON.
 class Report
 {
 public:
-    explicit Report(bool json);
+    using Print = std::function<void(const QString& line)>;
 
-    /// The time since the program's start, in the form (seconds.micros).
+    Report(Print print, bool json);
+
+    /// The time since the report's beginning, in the form (seconds.micros).
     QString stamp() const;
 
     /// A signal with its arguments and the values that it changed; @p parts are all of them as text.
@@ -29,13 +31,10 @@ public:
     /// Plain text, of one line or more.
     void text(const QString& text) const;
 
-    std::function<void(const QString& why)> onFailure; ///< called once, when a line cannot be written
-
 private:
-    double seconds() const; // since the program's start
-    void print(const QString& line) const;
     void printJson(QJsonObject object) const;
 
-    QElapsedTimer m_clock;
+    Print m_print;
+    std::chrono::nanoseconds m_begin; ///< by now()
     bool m_json;
 };

@@ -1,6 +1,6 @@
 #include "script.h"
 
-#include "hostservices.h"
+#include "note.h"
 
 #include <QFile>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t eventLimit = 1000; // of what has happened, the oldest is forgotten
+constexpr std::size_t EventLimit = 1000; // of what has happened, the oldest is forgotten
 
 QString toText(const Event& event)
 {
@@ -49,7 +49,7 @@ void Script::readSome()
     char buffer[4096];
     const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
     if (count > 0)
-        m_input.append(buffer, int(count));
+        m_input.append(buffer, static_cast<int>(count));
     else
         m_inputEnded = true;
     run();
@@ -94,7 +94,7 @@ void Script::expect(const Event& event, std::chrono::milliseconds limit)
 
 void Script::add(const Event& event)
 {
-    if (m_events.size() == eventLimit)
+    if (m_events.size() == EventLimit)
         m_events.pop_front();
     m_events.push_back(event);
     if (!m_expecting || event.what != m_expected.what)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "exitcode.h"
+
 #include <QObject>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -7,17 +9,6 @@
 #include <chrono>
 #include <deque>
 #include <functional>
-
-/// How canbench ends.
-enum ExitCode {
-    CleanEnd = 0,
-    ExpectationFailed = 1,
-    BadArguments = 2,
-    NoPlugin = 3,
-    DeviceGone = 4,
-    BadCommand = 5,
-    CannotWrite = 6,
-};
 
 /// Thrown by a command that cannot be carried out, with what is wrong and what would be right.
 struct CommandError

@@ -1,10 +1,10 @@
 #include "serialport.h"
 
-#include "hostservices.h"
+#include "clock.h"
+#include "hostsetup.h"
 #include "linewatch.h"
+#include "note.h"
 
-#include <QDeadlineTimer>
-#include <QElapsedTimer>
 #include <QSerialPort>
 #include <QTimer>
 
@@ -16,19 +16,13 @@ namespace {
 
 // The device is tried again after a pause that doubles from try to try. The longest one leaves time to open
 // it within a second of its return.
-constexpr auto firstPause = 100ms;
-constexpr auto longestPause = 800ms;
+constexpr auto FirstPause = 100ms;
+constexpr auto LongestPause = 800ms;
 
-constexpr qint64 queueLimit = 65536; // bytes that may wait for a peer that does not read
-constexpr auto flushTime = 500ms;    // what closing the line may wait for the queue
+constexpr qint64 QueueLimit = 65536; // bytes that may wait for a peer that does not read
+constexpr auto FlushTime = 500ms;    // what closing the line may wait for the queue
 
 } // namespace
-
-LineWatch& LineWatch::instance()
-{
-    static LineWatch watch;
-    return watch;
-}
 
 namespace canservice {
 
@@ -56,7 +50,7 @@ private:
     QString m_name; // as it was given; QSerialPort's leaves out /dev
     QSerialPort m_device;
     QTimer m_retry;
-    QElapsedTimer m_absence;
+    std::chrono::nanoseconds m_lostAt{0}; // by now()
     bool m_queueFull = false;
 };
 
@@ -93,8 +87,10 @@ void SerialPort::Private::close()
     m_retry.stop();
     if (!m_device.isOpen())
         return;
-    QDeadlineTimer deadline(flushTime);
-    while (m_device.bytesToWrite() > 0 && m_device.waitForBytesWritten(int(deadline.remainingTime()))) {
+    const auto deadline = now() + FlushTime;
+    const auto left = [&] { return std::chrono::ceil<std::chrono::milliseconds>(deadline - now()).count(); };
+    while (m_device.bytesToWrite() > 0 && left() > 0 &&
+           m_device.waitForBytesWritten(static_cast<int>(left()))) {
     }
     m_device.close();
 }
@@ -102,8 +98,8 @@ void SerialPort::Private::close()
 void SerialPort::Private::waitForDevice(const QString& what, const QString& why)
 {
     note(QString("%1 %2: %3; waiting for it").arg(what, m_name, why));
-    m_absence.start();
-    m_retry.start(firstPause);
+    m_lostAt = now();
+    m_retry.start(FirstPause);
 }
 
 void SerialPort::Private::tryAgain()
@@ -113,12 +109,12 @@ void SerialPort::Private::tryAgain()
         return;
     }
     const auto giveUp = hostSetup().giveUp;
-    if (giveUp > 0s && m_absence.hasExpired(std::chrono::milliseconds(giveUp).count())) {
+    if (giveUp > 0s && now() - m_lostAt > giveUp) {
         note(QString("%1 has been away for %2 s, giving up").arg(m_name).arg(giveUp.count()));
         emit LineWatch::instance().goneForGood();
         return;
     }
-    m_retry.start(std::min<std::chrono::milliseconds>(2 * m_retry.intervalAsDuration(), longestPause));
+    m_retry.start(std::min<std::chrono::milliseconds>(2 * m_retry.intervalAsDuration(), LongestPause));
 }
 
 void SerialPort::Private::lose(QSerialPort::SerialPortError error)
@@ -155,7 +151,7 @@ int SerialPort::Private::write(const QByteArray& data)
     if (!m_device.isOpen())
         return -1;
     const qint64 queued = m_device.bytesToWrite();
-    if (queued + data.size() > queueLimit) {
+    if (queued + data.size() > QueueLimit) {
         if (!m_queueFull)
             note(QString("the peer does not read: %1 bytes wait, refusing more").arg(queued));
         m_queueFull = true;
@@ -164,9 +160,10 @@ int SerialPort::Private::write(const QByteArray& data)
     m_queueFull = m_queueFull && queued > 0;
     // Bytes leave at once; only what the device does not take waits for the event loop. QSerialPort::flush()
     // would report a loss where the peer's buffer is full.
-    const auto sent = queued > 0 ? 0 : int(::write(m_device.handle(), data.constData(), size_t(data.size())));
+    const ssize_t sent =
+        queued > 0 ? 0 : ::write(m_device.handle(), data.constData(), static_cast<size_t>(data.size()));
     if (sent < data.size())
-        m_device.write(data.mid(std::max(sent, 0)));
+        m_device.write(data.mid(static_cast<int>(std::max<ssize_t>(sent, 0))));
     emit LineWatch::instance().sent(data);
     return data.size();
 }

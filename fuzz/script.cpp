@@ -1,24 +1,15 @@
 // What canbench reads: a script, whose commands are then carried out on a loaded plug-in.
 
 #include "commands.h"
-#include "hostservices.h"
 #include "session.h"
 
 #include <QTemporaryFile>
 
 #include <iostream>
 
-void note(const QString&) {}
-
-HostSetup& hostSetup()
-{
-    static HostSetup setup;
-    return setup;
-}
-
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    std::cout.setstate(std::ios::failbit); // what the commands tell
+    std::cerr.setstate(std::ios::failbit); // what the script notes
     QTemporaryFile file;
     if (!file.open() || file.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size)) < 0)
         qFatal("cannot write %s", qPrintable(file.fileName()));
@@ -27,7 +18,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CanServiceBase& service = RecordingHost::instance().service();
     RecordingHost::instance().onWrite = [](const QByteArray&) {};
     const CarState car(service);
-    const Report report(false);
+    const Report report([](const QString&) {}, false);
     Script script([&](const QString& line) { execute({service, car, report, script}, line); });
     bool ended = false;
     QObject::connect(&script, &Script::ended, [&] { ended = true; });

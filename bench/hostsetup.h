@@ -1,12 +1,8 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
 
 #include <chrono>
-
-/// Writes one of canbench's own messages on standard error.
-void note(const QString& text);
 
 /// How the head unit is set up, as the command line says. The host services answer from it.
 struct HostSetup
@@ -21,9 +17,3 @@ struct HostSetup
 
 /// The one set-up of this process.
 HostSetup& hostSetup();
-
-/// The languages that there are texts for.
-QStringList languages();
-
-/// Makes @p language, one of languages(), what Translator answers in.
-void selectLanguage(const QString& language);

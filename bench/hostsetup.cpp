@@ -1,0 +1,7 @@
+#include "hostsetup.h"
+
+HostSetup& hostSetup()
+{
+    static HostSetup setup;
+    return setup;
+}

@@ -1,0 +1,7 @@
+#include "linewatch.h"
+
+LineWatch& LineWatch::instance()
+{
+    static LineWatch watch;
+    return watch;
+}

@@ -1,0 +1,8 @@
+#include "note.h"
+
+#include <iostream>
+
+void note(const QString& text)
+{
+    std::cerr << "canbench: " << text.toStdString() << '\n';
+}
