@@ -2,8 +2,8 @@
 
 #include <QFile>
 
-/// A capture file: what the line carried, as text. It is not buffered, so that it holds what happened before a
-/// crash. When it cannot be written, that is told once, and it is closed.
+/// A capture file: what the line carried, as text. It is not buffered, so that it holds what happened before
+/// a crash. When it cannot be written, that is told once, and it is closed.
 class Capture
 {
 public:

@@ -5,7 +5,9 @@
 #include <iostream>
 
 Workbench::Workbench(CanServiceBase& service, const Report& report, bool trace)
-    : script([this, &service](const QString& line) { execute({service, m_car, m_report, script}, line); })
+    : script([this, &service](const QString& line) {
+        execute({service, m_car, m_report, script}, line);
+    })
     , m_report(report)
     , m_trace(trace)
     , m_car(service)

@@ -4,8 +4,8 @@
 #include "commands.h"
 #include "signaltap.h"
 
-/// A service at work on the bench: the script's commands are carried out on it, and what it announces and what
-/// the line carries is shown, told to the script and written to the capture.
+/// A service at work on the bench: the script's commands are carried out on it, and what it announces and
+/// what the line carries is shown, told to the script and written to the capture.
 class Workbench
 {
 public:

@@ -7,8 +7,8 @@
 
 namespace boxsim {
 
-/// How a value of the car is read and set as a number: false and true are 0 and 1, an enumerator is its place,
-/// a missing number is NaN. Where the value is one of several alike, @p choice tells which.
+/// How a value of the car is read and set as a number: false and true are 0 and 1, an enumerator is its
+/// place, a missing number is NaN. Where the value is one of several alike, @p choice tells which.
 struct Access
 {
     double (*get)(const Car& car, size_t choice);

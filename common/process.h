@@ -13,7 +13,8 @@ void prepareStandardStreams();
 /// @return a descriptor that becomes readable when one of them comes
 int takeOverEndSignals();
 
-/// Writes @p line and a line's end on @p stream, at once. @return whether that succeeded; errno tells why not.
+/// Writes @p line and a line's end on @p stream, at once. @return whether that succeeded; errno tells why
+/// not.
 bool printLine(FILE* stream, const QString& line);
 
 /// Standard output, line by line. Behind a line that could not be written no other one is.
