@@ -61,7 +61,7 @@ template<auto Field> QVariant carSetting(Car& car)
     return plain(static_cast<int>(car.getCarSettingData().*Field));
 }
 
-const CarValue values[] = {
+constexpr CarValue values[] = {
     {"box", "version", get<&Car::version>},
     {"doors", "doorStatus", get<&Car::getDoorStatus>},
     {"doors", "leftFrontDoorOpen", get<&Car::isLeftFrontDoorOpen>},

@@ -31,7 +31,7 @@ struct ClimateKey
     int code;
 };
 
-const ClimateKey climateKeys[] = {
+constexpr ClimateKey climateKeys[] = {
     {"power", 0},
     {"ac", 2},
     {"dual", 4},
@@ -62,7 +62,7 @@ struct Request
     void (Car::*send)();
 };
 
-const Request requests[] = {
+constexpr Request requests[] = {
     {"climate", &Car::requsetClimate},     {"park", &Car::requsetParkAssist},
     {"vehicle", &Car::requsetVehicleInfo}, {"trip", &Car::requsetDrinvingData},
     {"fuel", &Car::requsetFuel},           {"units", &Car::requsetUnitSettings},
@@ -266,7 +266,7 @@ QVariant quit(const Bench& bench, const Words&)
 QVariant help(const Bench& bench, const Words& words);
 QStringList commandNames();
 
-const Command commands[] = {
+constexpr Command commands[] = {
     {"start", "", "announce the head unit to the CAN box and send the start-up settings", call<&Car::start>},
     {"stop", "", "take leave of the CAN box and close the line", call<&Car::stop>},
     {"request", "WHAT [VALUE]", "ask the CAN box for its frames, or the service for a numbered item", request,

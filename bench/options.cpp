@@ -11,7 +11,7 @@
 
 namespace {
 
-const char description[] =
+constexpr char Description[] =
     R"(The bench head unit: loads a CAN service plug-in as the head unit does, shows what it announces and hands it
 commands. Signals, states and answers go to standard output, everything else to standard error. Commands are read
 from standard input; "help" lists them.
@@ -85,7 +85,7 @@ QList<QCommandLineOption> knownOptions()
 Options readOptions(const QStringList& arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(description);
+    parser.setApplicationDescription(Description);
     parser.addOptions(knownOptions());
     if (!parser.parse(arguments))
         refuse(parser.errorText().chopped(1)); // its full stop

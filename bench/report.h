@@ -35,6 +35,6 @@ private:
     void printJson(QJsonObject object) const;
 
     Print m_print;
-    std::chrono::nanoseconds m_begin; ///< by now()
+    std::chrono::nanoseconds m_begin; // by now()
     bool m_json;
 };

@@ -24,6 +24,6 @@ private:
     const bool m_trace;
     CarState m_car;
     SignalTap m_tap;
-    int m_status = -1; ///< the last one
+    int m_status = -1; // the last one
     Event m_statusEvent;
 };

@@ -77,12 +77,12 @@ private:
     {
         QByteArray bytes;
         QString meaning;
-        bool pause; ///< the next chunk waits, so that the line keeps the two apart
+        bool pause; // the next chunk waits, so that the line keeps the two apart
     };
 
-    std::chrono::nanoseconds m_keysReleased{0}; ///< when the last held key is released, by now()
+    std::chrono::nanoseconds m_keysReleased{0}; // when the last held key is released, by now()
     Receiver m_receiver;
-    bool m_stopped = false; ///< by the head unit
+    bool m_stopped = false; // by the head unit
     QQueue<Chunk> m_chunks;
     bool m_paused = false;
 };

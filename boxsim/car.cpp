@@ -15,7 +15,7 @@ struct Pressure
     double step; // what one step on the wire is worth, in kPa
 };
 
-constexpr std::array pressures{Pressure{100.0, 10.0}, Pressure{6.894757, 6.894757}, Pressure{1.0, 2.5}};
+constexpr Pressure pressures[] = {{100.0, 10.0}, {6.894757, 6.894757}, {1.0, 2.5}};
 
 const Pressure& pressureIn(TyreUnit unit)
 {
@@ -53,22 +53,21 @@ struct BoxFrame
     void (*add)(const Car&, QByteArray& payload) = nullptr;
 };
 
-constexpr std::array boxFrames{
-    BoxFrame{FrameType::FrontRadar, "front radar", 4},
-    BoxFrame{FrameType::RearRadar, "rear radar", 5},
-    BoxFrame{FrameType::SteeringWheelKey, "steering-wheel key", 2, addKey<0>},
-    BoxFrame{FrameType::Trip, "trip", 9},
-    BoxFrame{FrameType::InstantFuel, "instantaneous fuel consumption", 3},
-    BoxFrame{FrameType::FuelHistory, "fuel consumption history", 11},
-    BoxFrame{FrameType::BaseInfo, "base info", 2},
-    BoxFrame{FrameType::Tyres, "tyres", 6, addPressures},
-    BoxFrame{FrameType::Climate, "climate", 10, addClimate},
-    BoxFrame{FrameType::PanelKey, "panel key", 2, addKey<1>},
-    BoxFrame{FrameType::BluetoothKey, "Bluetooth key", 2, addKey<2>},
-    BoxFrame{FrameType::Version, "version", 0,
-             [](const Car& car, QByteArray& payload) { payload = car.version; }},
-    BoxFrame{FrameType::SystemInfo, "system info", 2},
-    BoxFrame{FrameType::Seats, "seats", 5},
+constexpr BoxFrame boxFrames[] = {
+    {FrameType::FrontRadar, "front radar", 4},
+    {FrameType::RearRadar, "rear radar", 5},
+    {FrameType::SteeringWheelKey, "steering-wheel key", 2, addKey<0>},
+    {FrameType::Trip, "trip", 9},
+    {FrameType::InstantFuel, "instantaneous fuel consumption", 3},
+    {FrameType::FuelHistory, "fuel consumption history", 11},
+    {FrameType::BaseInfo, "base info", 2},
+    {FrameType::Tyres, "tyres", 6, addPressures},
+    {FrameType::Climate, "climate", 10, addClimate},
+    {FrameType::PanelKey, "panel key", 2, addKey<1>},
+    {FrameType::BluetoothKey, "Bluetooth key", 2, addKey<2>},
+    {FrameType::Version, "version", 0, [](const Car& car, QByteArray& payload) { payload = car.version; }},
+    {FrameType::SystemInfo, "system info", 2},
+    {FrameType::Seats, "seats", 5},
 };
 
 const BoxFrame* find(int type)

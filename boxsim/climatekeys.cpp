@@ -1,7 +1,6 @@
 #include "climatekeys.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 
 namespace boxsim {
@@ -55,28 +54,28 @@ double colder(double degrees)
     return next < Coldest ? -Infinity : next;
 }
 
-constexpr std::array keys{
-    ClimateKey{0x01, 0, 0x80, "climate power", toggled},
-    ClimateKey{0x17, 0, 0x02, "climate ac", toggled},
-    ClimateKey{0x10, 1, 0x08, "climate dual", toggled},
-    ClimateKey{0x15, 0, 0x20, "climate auto", toggled},
-    ClimateKey{0x19, 2, 0x01, "climate inside-air", toggled},
-    ClimateKey{0x13, 0, 0x10, "climate front-defrost", toggled},
-    ClimateKey{0x14, 1, 0x04, "climate rear-defrost", toggled},
-    ClimateKey{0x00, 0, 0x40, "climate max-ac", toggled},
-    ClimateKey{0x2A, 5, 0x08, "climate glass-heat", toggled},
-    ClimateKey{0x0A, 1, 0x02, "climate fan", faster},
-    ClimateKey{0x09, 1, 0x01, "climate fan", slower},
-    ClimateKey{0x08, 0, 0x00, "climate wind", nextWind},
-    ClimateKey{0x07, 0, 0x00, "climate wind", previousWind},
-    ClimateKey{0x03, 3, 0x02, "climate left", warmer},
-    ClimateKey{0x02, 3, 0x01, "climate left", colder},
-    ClimateKey{0x05, 4, 0x02, "climate right", warmer},
-    ClimateKey{0x04, 4, 0x01, "climate right", colder},
-    ClimateKey{0x0C, 2, 0x40, "seat left heat", nextLevel},
-    ClimateKey{0x0E, 2, 0x20, "seat right heat", nextLevel},
-    ClimateKey{0x0B, 2, 0x10, "seat left ventilation", nextLevel},
-    ClimateKey{0x0D, 2, 0x04, "seat right ventilation", nextLevel},
+constexpr ClimateKey keys[] = {
+    {0x01, 0, 0x80, "climate power", toggled},
+    {0x17, 0, 0x02, "climate ac", toggled},
+    {0x10, 1, 0x08, "climate dual", toggled},
+    {0x15, 0, 0x20, "climate auto", toggled},
+    {0x19, 2, 0x01, "climate inside-air", toggled},
+    {0x13, 0, 0x10, "climate front-defrost", toggled},
+    {0x14, 1, 0x04, "climate rear-defrost", toggled},
+    {0x00, 0, 0x40, "climate max-ac", toggled},
+    {0x2A, 5, 0x08, "climate glass-heat", toggled},
+    {0x0A, 1, 0x02, "climate fan", faster},
+    {0x09, 1, 0x01, "climate fan", slower},
+    {0x08, 0, 0x00, "climate wind", nextWind},
+    {0x07, 0, 0x00, "climate wind", previousWind},
+    {0x03, 3, 0x02, "climate left", warmer},
+    {0x02, 3, 0x01, "climate left", colder},
+    {0x05, 4, 0x02, "climate right", warmer},
+    {0x04, 4, 0x01, "climate right", colder},
+    {0x0C, 2, 0x40, "seat left heat", nextLevel},
+    {0x0E, 2, 0x20, "seat right heat", nextLevel},
+    {0x0B, 2, 0x10, "seat left ventilation", nextLevel},
+    {0x0D, 2, 0x04, "seat right ventilation", nextLevel},
 };
 
 } // namespace

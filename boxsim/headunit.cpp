@@ -5,8 +5,6 @@
 
 #include <QtEndian>
 
-#include <array>
-
 namespace boxsim {
 
 namespace {
@@ -22,7 +20,7 @@ QString hex(int byte)
 }
 
 // The row of @p table with that code; nullptr when there is none.
-template<typename Row, size_t Size> const Row* rowOf(const std::array<Row, Size>& table, int code)
+template<typename Row, size_t Size> const Row* rowOf(const Row (&table)[Size], int code)
 {
     for (const Row& row : table)
         if (row.code == code)
@@ -114,9 +112,11 @@ struct Source
     int firstItemText; // where the text of item 1 begins; item 1 of the other sources has none
 };
 
-constexpr std::array sources{Source{0x81, "FM", " ", 2, 4}, Source{0x82, "AM", " ", 2, 4},
-                             Source{0x84, "media", " / ", 4, 2}, Source{0x85, "media 2", " / ", 4, 2},
-                             Source{0x87, "AUX", " ", 1, 2}};
+constexpr Source sources[] = {{0x81, "FM", " ", 2, 4},
+                              {0x82, "AM", " ", 2, 4},
+                              {0x84, "media", " / ", 4, 2},
+                              {0x85, "media 2", " / ", 4, 2},
+                              {0x87, "AUX", " ", 1, 2}};
 
 // The UTF-16 text, low bytes first, from the byte @p start up to the field's end or its first zero.
 QString textFrom(const QByteArray& payload, int start)
@@ -189,10 +189,10 @@ struct Command
     Reaction (*react)(Car&, const QByteArray& payload);
 };
 
-constexpr std::array commands{
-    Command{0x81, 1, announce},      Command{0x83, 2, control},     Command{0x90, 2, request},
-    Command{0x98, 6, touch},         Command{0x99, 34, source},     Command{0x9D, 3, clock},
-    Command{0xC7, 6, landscapeKeys}, Command{0xE0, 2, verticalKey}, Command{0xE2, 1, carModel},
+constexpr Command commands[] = {
+    {0x81, 1, announce},      {0x83, 2, control},     {0x90, 2, request},
+    {0x98, 6, touch},         {0x99, 34, source},     {0x9D, 3, clock},
+    {0xC7, 6, landscapeKeys}, {0xE0, 2, verticalKey}, {0xE2, 1, carModel},
 };
 
 } // namespace

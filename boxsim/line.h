@@ -54,9 +54,9 @@ private:
 
     QString m_device;
     QString m_link;
-    QString m_terminal; ///< path of the pseudo-terminal, empty for a device
+    QString m_terminal; // path of the pseudo-terminal, empty for a device
     int m_fd = -1;
-    bool m_peer = false; ///< somebody has the line open; always true for a device
+    bool m_peer = false; // somebody has the line open; always true for a device
     std::unique_ptr<QSocketNotifier> m_notifier;
     QTimer m_lookForPeer;
 };

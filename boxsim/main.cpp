@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 
 constexpr auto LastRead = 200ms;
 
-const char* const About =
+constexpr char About[] =
     "Simulates the CAN box of a car on a serial line. The first line on stdout is the path that the head "
     "unit\n"
     "opens; stdout then tells what the head unit asked of the car, stderr logs the bytes of both "
@@ -76,7 +76,7 @@ struct Options
 Options readOptions()
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QString::fromLatin1(About));
+    parser.setApplicationDescription(About);
     parser.addOptions({
         {{"h", "help"}, "Show this help."},
         {"version", "Show the version."},
@@ -181,7 +181,8 @@ void connectBox(Line& line, Box& box, Player& player, bool exitAfterScenario)
 int main(int argc, char* argv[])
 {
     prepareStandardStreams();
-    (void)std::signal(SIGTTIN, SIG_IGN); // in the background, what is typed is the shell's: reading fails
+    static_cast<void>(
+        std::signal(SIGTTIN, SIG_IGN)); // in the background, what is typed is the shell's: reading fails
     const QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationVersion(BOXSIM_VERSION);
     const Options options = readOptions();

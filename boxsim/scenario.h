@@ -53,7 +53,7 @@ private:
     Scenario m_scenario;
     int m_next = 0;
     bool m_held = false;
-    std::chrono::nanoseconds m_begin{0}; ///< when the scenario's time was 0, by now()
+    std::chrono::nanoseconds m_begin{0}; // when the scenario's time was 0, by now()
     QTimer m_timer;
 };
 

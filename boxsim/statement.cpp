@@ -5,8 +5,6 @@
 
 #include <QRegularExpression>
 
-#include <array>
-
 namespace boxsim {
 
 namespace {
@@ -18,8 +16,8 @@ struct Abbreviation
 };
 
 // Short words that may stand for the full ones wherever a full one is allowed.
-constexpr std::array abbreviations{Abbreviation{"fl", "front-left"}, Abbreviation{"fr", "front-right"},
-                                   Abbreviation{"rl", "rear-left"}, Abbreviation{"rr", "rear-right"}};
+constexpr Abbreviation abbreviations[] = {
+    {"fl", "front-left"}, {"fr", "front-right"}, {"rl", "rear-left"}, {"rr", "rear-right"}};
 
 QString fullWord(const QString& word)
 {

@@ -210,8 +210,7 @@ struct SpecialNumber
     double number;
 };
 
-constexpr std::array specialNumbers{SpecialNumber{"none", Missing}, SpecialNumber{"low", -Infinity},
-                                    SpecialNumber{"high", Infinity}};
+constexpr SpecialNumber specialNumbers[] = {{"none", Missing}, {"low", -Infinity}, {"high", Infinity}};
 
 } // namespace
 

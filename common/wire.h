@@ -19,6 +19,6 @@ signals:
     void received(QByteArray chunk);
 
 private:
-    std::deque<QByteArray> m_chunks;    ///< on their way
-    std::chrono::nanoseconds m_free{0}; ///< when the last of them has come
+    std::deque<QByteArray> m_chunks;    // on their way
+    std::chrono::nanoseconds m_free{0}; // when the last of them has come
 };

@@ -1,8 +1,8 @@
-// The bench head unit and the simulated box, joined in one process and in virtual time: what canbench shows of a
-// whole drive, how its scripts judge, and a box that is lost and returns.
+// The bench head unit and the simulated box, joined in one process and in virtual time: what canbench shows
+// of a whole drive, how its scripts judge, and a box that is lost and returns.
 
-#include "joined.h"
 #include "hostsetup.h"
+#include "joined.h"
 #include "scenario.h"
 #include "testmain.h"
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-const QString driveScenario = SOURCE_FOLDER "/boxsim/scenarios/drive.scn";
+const QString DriveScenario = SOURCE_FOLDER "/boxsim/scenarios/drive.scn";
 
 // Stays in the build folder.
 QString driveCapture()
@@ -69,9 +69,9 @@ void BenchTest::drive()
 {
     static const QRegularExpression date("# date: .*\n");
     hostSetup().carModelId = RecordingHost::instance().carModel;
-    const QStringList lines = play(driveScenario);
+    const QStringList lines = play(DriveScenario);
     const QString capture = contentOf(driveCapture());
-    QCOMPARE(play(driveScenario), lines);
+    QCOMPARE(play(DriveScenario), lines);
     QCOMPARE(QString(contentOf(driveCapture())).remove(date), QString(capture).remove(date));
     QVERIFY(capture.contains("(0.485000) rx 2E2402400099\n(0.485000) tx FF\n"));
 
@@ -88,12 +88,12 @@ void BenchTest::addedStatementChangesItsOwnLines()
 {
     QTemporaryFile changed;
     QVERIFY(changed.open());
-    changed.write(contentOf(driveScenario).replace("\n6.08 ", "\n6.00 radar front left 3\n6.08 "));
+    changed.write(contentOf(DriveScenario).replace("\n6.08 ", "\n6.00 radar front left 3\n6.08 "));
     changed.flush();
     QStringList lines = play(changed.fileName());
     QCOMPARE(lines.filter("sigRadarChanged frontLeft=3").size(), 1);
     lines.removeAll(lines.filter("sigRadarChanged frontLeft=3").first());
-    QCOMPARE(lines, play(driveScenario));
+    QCOMPARE(lines, play(DriveScenario));
 }
 
 void BenchTest::scripts_data()
@@ -109,7 +109,8 @@ void BenchTest::scripts_data()
     row("a wrong argument", "send 2", 5, "two hexadecimal digits each");
     row("an empty word", "media 1 \"\" ARTIST\nexpect tx 00BE 2E9922840341005200 within 1ms", 0, "");
     row("numbers",
-        "position 010\nexpect tx 390A37 within 1ms\nac 0x0F\nexpect tx 2EC70600020000000030 within 1ms", 0, "");
+        "position 010\nexpect tx 390A37 within 1ms\nac 0x0F\nexpect tx 2EC70600020000000030 within 1ms", 0,
+        "");
     const QByteArray door = "expect tx 2E8101007D2E8101017C within 5s\n expect rx 2E24 02400099 within 5s\n"
                             "expect doorChanged leftFrontDoorOpen=true within 5s\n";
     const QByteArray position = "canDrivingPositionChanged drivingPosition=";

@@ -22,7 +22,8 @@ Joined::Joined(bool json)
         emit LineWatch::instance().received(chunk);
         host.receive(chunk);
     });
-    QObject::connect(&box, &boxsim::Box::asked, [this](const QString& what) { lines.append("box: " + what); });
+    QObject::connect(&box, &boxsim::Box::asked,
+                     [this](const QString& what) { lines.append("box: " + what); });
 }
 
 Joined::~Joined()

@@ -9,8 +9,8 @@
 
 #include <sstream>
 
-/// Both ends of the line in one process and in virtual time: the cores of canbench, with the loaded plug-in on
-/// the recording host, and of boxsim, joined by wires. The plug-in is fresh and not started.
+/// Both ends of the line in one process and in virtual time: the cores of canbench, with the loaded plug-in
+/// on the recording host, and of boxsim, joined by wires. The plug-in is fresh and not started.
 class Joined
 {
 public:
