@@ -58,6 +58,8 @@ class BenchTest : public QObject
 private slots:
     void drive();
     void addedStatementChangesItsOwnLines();
+    void statements_data();
+    void statements();
     void scripts_data();
     void scripts();
     void json();
@@ -94,6 +96,34 @@ void BenchTest::addedStatementChangesItsOwnLines()
     QCOMPARE(lines.filter("sigRadarChanged frontLeft=3").size(), 1);
     lines.removeAll(lines.filter("sigRadarChanged frontLeft=3").first());
     QCOMPARE(lines, play(DriveScenario));
+}
+
+void BenchTest::statements_data()
+{
+    QTest::addColumn<QString>("shown");
+    for (const QString& line :
+         QString(contentOf(SOURCE_FOLDER "/tests/boxsim/shown.txt")).split('\n').mid(1)) {
+        const QStringList fields = line.split('|');
+        if (fields.size() > 1)
+            QTest::newRow(qPrintable(fields[0].trimmed())) << fields.mid(1).join('|').trimmed();
+    }
+}
+
+// Each value of the simulated car reaches the reading that is named for it, and no other.
+void BenchTest::statements()
+{
+    static const QRegularExpression time("^\\(.*\\) ");
+    QFETCH(QString, shown);
+    Joined joined;
+    RecordingHost::instance().carModel = 1; // one that has everything
+    RecordingHost::instance().service().start();
+    for (int type : boxsim::frameTypes())
+        joined.box.send(type);
+    VirtualClock::instance().advance(1000);
+    joined.lines.clear();
+    joined.tell(QTest::currentDataTag());
+    VirtualClock::instance().advance(1000);
+    QCOMPARE(joined.lines.replaceInStrings(time, QString()).join(" / "), shown);
 }
 
 void BenchTest::scripts_data()

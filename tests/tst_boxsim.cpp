@@ -5,6 +5,7 @@
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 #include <QtTest>
 
 using namespace boxsim;
@@ -46,9 +47,18 @@ struct RecordedBox : Box
     {
         sent.clear();
         for (const QString& line : lines.split("; "))
-            parse(line).run(m_simulation);
+            parse(line).run(simulation);
         VirtualClock::instance().advance(1000);
         return sent.join(' ');
+    }
+
+    // What "state" shows.
+    QStringList state()
+    {
+        QString shown;
+        simulation.show = [&shown](const QString& text) { shown = text; };
+        after("state");
+        return shown.split('\n');
     }
 
     QString answerTo(const QString& hex)
@@ -58,8 +68,7 @@ struct RecordedBox : Box
         return sent.join(' ');
     }
 
-private:
-    Simulation m_simulation{*this};
+    Simulation simulation{*this};
 };
 
 } // namespace
@@ -75,6 +84,38 @@ private slots:
         QFETCH(QStringList, fields);
         RecordedBox box;
         QCOMPARE(box.after(fields[0]), fields[1]);
+    }
+
+    // Every value that "state" shows can be set, moves its own line alone, and what is shown makes another
+    // car the same.
+    void stateMakesAnotherCarTheSame()
+    {
+        const QStringList fresh = RecordedBox().state();
+        QVector<int> accepted(64);
+        QCOMPARE(fresh.size(), accepted.size());
+        for (const char* value : {"open", "off", "on", "1", "2", "low", "kPa", "none", "invalid", "21.5",
+                                  "3.2 kPa", "\"a \"\"\" b\""}) {
+            RecordedBox all;
+            for (int i = 0; i < fresh.size(); ++i) {
+                const QString statement = fresh[i].section(' ', 0, -2) + ' ' + value;
+                if (!parse(statement).error.isEmpty())
+                    continue;
+                ++accepted[i];
+                all.after(statement);
+                RecordedBox box;
+                box.after(statement);
+                QStringList expected = fresh;
+                expected[i] = statement;
+                if (!statement.startsWith("tyre") && !statement.startsWith("version")) // units, quotes
+                    QCOMPARE(box.state(), expected);
+            }
+            RecordedBox other;
+            other.after(all.state().join("; "));
+            QCOMPARE(other.state(), all.state());
+            for (int type : frameTypes())
+                QCOMPARE(other.car.payload(type), all.car.payload(type));
+        }
+        QVERIFY(!accepted.contains(0));
     }
 
     void headUnitCommand_data() { addRows("commands.txt"); }
@@ -142,6 +183,35 @@ private slots:
         QCOMPARE(box.answerTo("2E8101017C"), QString("F0"));
         box.after("silent");
         QCOMPARE(box.answerTo("2E8101017C"), QString());
+    }
+
+    // A scenario's clock stands while it waits, keys are held to their time, and the end tells how long yet.
+    void scenarioWaitsAndHolds()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write("0 camera 1\n0.1 await start\n0.3 camera 0\n0.4 key swc 5 hold 300ms\n");
+        file.flush();
+        RecordedBox box;
+        Player player(box.simulation, Scenario::read(file.fileName()));
+        box.simulation.awaitStart = [&player] { player.hold(); };
+        connect(&box, &Box::announced, &player, &Player::resume);
+        QStringList journal;
+        const qint64 begin = VirtualClock::instance().now();
+        const auto write = [&](const QString& what) {
+            journal.append(QString("%1 %2").arg(VirtualClock::instance().now() - begin).arg(what));
+        };
+        connect(&box, &Box::chunkReady, [&](const QByteArray& bytes) { write(bytes.toHex()); });
+        connect(&player, &Player::finished,
+                [&] { write(QString("held %1").arg(box.keysHeldFor().count())); });
+        player.start();
+        VirtualClock::instance().advance(5000);
+        box.answerTo("2E8101017C");
+        VirtualClock::instance().advance(5000);
+        QCOMPARE(journal.filter(QRegularExpression("^(0|52..|53..|56..) ")),
+                 QStringList({"0 2e32020400c7", "5200 2e32020000cb", "5300 2e20020501d7", "5300 held 300",
+                              "5600 2e20020500d8"}));
+        QCOMPARE(journal.size(), 8); // the others are the answer to the announcement
     }
 
     void mistakesTellFileLineAndWhatWasExpected()
