@@ -64,6 +64,7 @@ bool VirtualClock::serveSockets(bool wait)
         return false;
     const std::vector<QSocketNotifier*> notifiers = m_notifiers;
     std::vector<pollfd> files;
+    files.reserve(notifiers.size());
     for (const QSocketNotifier* notifier : notifiers)
         files.push_back({static_cast<int>(notifier->socket()), eventsOf(*notifier), 0});
     if (poll(files.data(), files.size(), wait ? -1 : 0) <= 0)

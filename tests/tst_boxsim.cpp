@@ -8,6 +8,8 @@
 #include <QTemporaryFile>
 #include <QtTest>
 
+#include <unistd.h>
+
 using namespace boxsim;
 
 namespace {
@@ -212,6 +214,38 @@ private slots:
                  QStringList({"0 2e32020400c7", "5200 2e32020000cb", "5300 2e20020501d7", "5300 held 300",
                               "5600 2e20020500d8"}));
         QCOMPARE(journal.size(), 8); // the others are the answer to the announcement
+    }
+
+    // Virtual time serves descriptors too, and passes for timers alone.
+    void virtualClockServesSockets()
+    {
+        int ends[2];
+        QCOMPARE(pipe(ends), 0);
+        QSocketNotifier notifier(ends[0], QSocketNotifier::Read);
+        QStringList journal;
+        QEventLoop loop;
+        const qint64 begin = VirtualClock::instance().now();
+        const auto write = [&](const char* what) {
+            journal.append(QString("%1 %2").arg(what).arg(VirtualClock::instance().now() - begin));
+        };
+        connect(&notifier, &QSocketNotifier::activated, this, [&] {
+            char byte = 0;
+            QCOMPARE(read(ends[0], &byte, 1), 1);
+            write("byte");
+        });
+        QTimer::singleShot(3000, this, [&] { QCOMPARE(::write(ends[1], "x", 1), 1); });
+        QTimer::singleShot(7000, this, [&] {
+            write("timer");
+            loop.quit();
+        });
+        loop.exec();
+        QCOMPARE(journal, QStringList({"byte 3000", "timer 7000"}));
+        notifier.setEnabled(false);
+        QCOMPARE(::write(ends[1], "x", 1), 1);
+        VirtualClock::instance().advance(1);
+        QCOMPARE(journal.size(), 2);
+        close(ends[0]);
+        close(ends[1]);
     }
 
     void mistakesTellFileLineAndWhatWasExpected()
