@@ -49,6 +49,17 @@ QByteArray contentOf(const QString& path)
     return file.readAll();
 }
 
+// One row a line of the file, named after what stands before the bar.
+void addRows(const QString& name)
+{
+    QTest::addColumn<QString>("expected");
+    const QString text = contentOf(SOURCE_FOLDER "/tests/boxsim/" + name);
+    for (const QString& line : text.split('\n', Qt::SkipEmptyParts).mid(1)) {
+        const int bar = line.indexOf('|');
+        QTest::newRow(qPrintable(line.left(bar).trimmed())) << line.mid(bar + 1).trimmed();
+    }
+}
+
 } // namespace
 
 class BenchTest : public QObject
@@ -60,6 +71,8 @@ private slots:
     void addedStatementChangesItsOwnLines();
     void statements_data();
     void statements();
+    void commands_data();
+    void commands();
     void scripts_data();
     void scripts();
     void json();
@@ -100,20 +113,14 @@ void BenchTest::addedStatementChangesItsOwnLines()
 
 void BenchTest::statements_data()
 {
-    QTest::addColumn<QString>("shown");
-    for (const QString& line :
-         QString(contentOf(SOURCE_FOLDER "/tests/boxsim/shown.txt")).split('\n').mid(1)) {
-        const QStringList fields = line.split('|');
-        if (fields.size() > 1)
-            QTest::newRow(qPrintable(fields[0].trimmed())) << fields.mid(1).join('|').trimmed();
-    }
+    addRows("shown.txt");
 }
 
 // Each value of the simulated car reaches the reading that is named for it, and no other.
 void BenchTest::statements()
 {
     static const QRegularExpression time("^\\(.*\\) ");
-    QFETCH(QString, shown);
+    QFETCH(QString, expected);
     Joined joined;
     RecordingHost::instance().carModel = 1; // one that has everything
     RecordingHost::instance().service().start();
@@ -123,7 +130,32 @@ void BenchTest::statements()
     joined.lines.clear();
     joined.tell(QTest::currentDataTag());
     VirtualClock::instance().advance(1000);
-    QCOMPARE(joined.lines.replaceInStrings(time, QString()).join(" / "), shown);
+    QCOMPARE(joined.lines.replaceInStrings(time, QString()).join(" / "), expected);
+}
+
+void BenchTest::commands_data()
+{
+    addRows("worked.txt");
+}
+
+// What the box makes of canbench's command: the same in a car with a vertical and with a landscape climate
+// screen, or, behind "else", another thing in the latter.
+void BenchTest::commands()
+{
+    QFETCH(QString, expected);
+    QStringList outcomes;
+    for (int carModel : {153, 20}) {
+        Joined joined;
+        RecordingHost::instance().carModel = carModel;
+        QStringList meanings;
+        QObject::connect(&joined.box, &boxsim::Box::unitReceived,
+                         [&](const QByteArray&, const QString& meaning) { meanings.append(meaning); });
+        joined.run("wait 1s\n" + QByteArray(QTest::currentDataTag()) + "\nwait 1s");
+        meanings.removeAll("acknowledge");
+        outcomes.append(meanings.mid(6).join(" / ")); // behind what start() brings about
+    }
+    outcomes.removeDuplicates();
+    QCOMPARE(outcomes.join(" else ").trimmed(), expected);
 }
 
 void BenchTest::scripts_data()
