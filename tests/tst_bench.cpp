@@ -107,7 +107,7 @@ void BenchTest::addedStatementChangesItsOwnLines()
     changed.flush();
     QStringList lines = play(changed.fileName());
     QCOMPARE(lines.filter("sigRadarChanged frontLeft=3").size(), 1);
-    lines.removeAll(lines.filter("sigRadarChanged frontLeft=3").first());
+    lines.removeAll(lines.filter("sigRadarChanged frontLeft=3").constFirst());
     QCOMPARE(lines, play(DriveScenario));
 }
 

@@ -58,8 +58,8 @@ struct RecordedBox : Box
     QStringList state()
     {
         QString shown;
-        simulation.show = [&shown](const QString& text) { shown = text; };
-        after("state");
+        Simulation asked{*this, [&shown](const QString& text) { shown = text; }};
+        parse("state").run(asked);
         return shown.split('\n');
     }
 

@@ -18,9 +18,9 @@ Joined::Joined(bool json)
     };
     QObject::connect(&m_toBox, &Wire::received, &box, &boxsim::Box::receive);
     QObject::connect(&box, &boxsim::Box::chunkReady, &m_toHeadUnit, &Wire::send);
-    QObject::connect(&m_toHeadUnit, &Wire::received, [&host](const QByteArray& chunk) {
+    QObject::connect(&m_toHeadUnit, &Wire::received, &box, [](const QByteArray& chunk) {
         emit LineWatch::instance().received(chunk);
-        host.receive(chunk);
+        RecordingHost::instance().receive(chunk);
     });
     QObject::connect(&box, &boxsim::Box::asked,
                      [this](const QString& what) { lines.append("box: " + what); });
