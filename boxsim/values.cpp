@@ -56,6 +56,12 @@ ValueRow climate(const char* words, const char* values, int byte, int mask, cons
     return {words, values, help, {FrameType::Climate}, access<Member>, {{byte, mask}}};
 }
 
+// A temperature's code depends on the unit, so it has no place: addTemperatures() puts it.
+template<auto Member> ValueRow temperature(const char* words, const char* values, const char* help)
+{
+    return {words, values, help, {FrameType::Climate}, access<Member>, {}};
+}
+
 template<auto Member> ValueRow seat(const char* words, int byte, int mask, const char* help)
 {
     return {words, "<0..15>", help, {FrameType::Seats}, access<Member>, {{byte, mask}}};
@@ -176,8 +182,8 @@ QVector<ValueRow> climateRows()
         climate<&Climate::showRequest>("climate show", Switch, 1, 0x10,
                                        "show request; also makes the rear temperature Fahrenheit"),
         climate<&Climate::fan>("climate fan", Level, 1, 0x07, "front fan speed"),
-        climate<&Climate::left>("climate left", Degrees, 2, 0, "degrees Celsius, to the half"),
-        climate<&Climate::right>("climate right", Degrees, 3, 0, "degrees Celsius, to the half"),
+        temperature<&Climate::left>("climate left", Degrees, "degrees Celsius, to the half"),
+        temperature<&Climate::right>("climate right", Degrees, "degrees Celsius, to the half"),
         climate<&Climate::frontDefrost>("climate front-defrost", Switch, 4, 0x80, "front defrost"),
         climate<&Climate::rearDefrost>("climate rear-defrost", Switch, 4, 0x40, "rear defrost"),
         climate<&Climate::maxAc>("climate max-ac", Switch, 4, 0x08, "maximum A/C"),
@@ -189,8 +195,8 @@ QVector<ValueRow> climateRows()
         climate<&Climate::profile>("climate profile", "<0..3>", 6, 0x03, "air-conditioning profile"),
         climate<&Climate::rearPower>("climate rear-power", Switch, 7, 0x80,
                                      "rear climate, shares its bit with rear"),
-        climate<&Climate::rear>("climate rear", "<16.0..32.0>", 7, 0,
-                                "degrees Celsius, to the half; shares a bit with rear-power"),
+        temperature<&Climate::rear>("climate rear", "<16.0..32.0>",
+                                    "degrees Celsius, to the half; shares a bit with rear-power"),
         climate<&Climate::rearLeftHeat>("seat rear-left heat", Level, 8, 0x70, "rear seat heating"),
         climate<&Climate::rearRightHeat>("seat rear-right heat", Level, 8, 0x0E, "rear seat heating"),
         climate<&Climate::rearWind>("climate rear-wind", Level, 9, 0xE0, "rear air distribution code"),
