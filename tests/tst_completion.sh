@@ -4,6 +4,7 @@
 set -euo pipefail
 packaging=$(dirname "$0")/../packaging
 source "$packaging/completion/canbench"
+cd "$packaging" # files of the current folder are completed too: here none begins with d
 
 completed() # PROGRAM WORD... : what the last word is completed to
 {
