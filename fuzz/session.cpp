@@ -91,7 +91,7 @@ void Session::check(const QByteArray& written)
 void Session::receive(const QByteArray& chunk)
 {
     ++m_depth;
-    if (!m_stopped)
+    if (host().isPortOpen)
         m_expected.append(m_reference.receive(chunk, VirtualClock::instance().now()));
     host().receive(chunk);
     leave();
@@ -110,7 +110,6 @@ void Session::call(const Operation& operation, const QStringList& arguments)
     ++m_depth;
     if (operation.name == QLatin1String("sendAnyData"))
         m_raw = hex(arguments.value(0));
-    m_stopped |= operation.name == QLatin1String("stop");
     operation.call(host().service(), arguments);
     leave();
 }
@@ -128,7 +127,6 @@ void Session::leave()
     if (host().hasService())
         return;
     m_reference = {};
-    m_stopped = false;
     host().create();
 }
 
@@ -138,7 +136,7 @@ void Session::settle()
     wait(WatchdogMs);
     const int before = good;
     receive(frameOf(0x2C, {}));
-    require(m_stopped || good == before + 1, "not idle");
+    require(!host().isPortOpen || good == before + 1, "not idle");
 }
 
 void Session::inspect()
@@ -148,7 +146,7 @@ void Session::inspect()
     host().take();
     host().setLogs(true);
     host().receiveFrame(0x1D, QByteArray(4, '\0')); // logs how many sensors there are
-    require(m_stopped || host().take().contains(QLatin1String("debug 19")), "not 19 sensors");
+    require(!host().isPortOpen || host().take().contains(QLatin1String("debug 19")), "not 19 sensors");
     host().setLogs(false);
     host().onWrite = onWrite;
     UnitData units;

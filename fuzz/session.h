@@ -53,7 +53,6 @@ private:
     QByteArray m_expected;           ///< answers
     std::optional<QByteArray> m_raw; ///< what the host sends as it is
     int m_depth = 0;
-    bool m_stopped = false;
 };
 
 /// @p frame with one of the Damages done to it at @p position, taken modulo its size.

@@ -141,13 +141,10 @@ QStringList RecordingHost::take()
 
 class canservice::SerialPort::Private
 {
-public:
-    bool open = false;
 };
 
 canservice::SerialPort::SerialPort(QObject* parent)
     : QObject(parent)
-    , d(new Private)
 {
     host().port = this;
 }
@@ -157,7 +154,7 @@ canservice::SerialPort::~SerialPort() = default;
 bool canservice::SerialPort::open(QString portName, int baud)
 {
     host().note(QStringLiteral("open %1 %2").arg(portName).arg(baud));
-    d->open = true;
+    host().isPortOpen = true;
     host().called(QStringLiteral("open"));
     return true;
 }
@@ -165,19 +162,20 @@ bool canservice::SerialPort::open(QString portName, int baud)
 void canservice::SerialPort::close()
 {
     host().note(QStringLiteral("close"));
-    d->open = false;
+    host().isPortOpen = false;
     host().called(QStringLiteral("close"));
 }
 
 int canservice::SerialPort::writeData(const QByteArray& data, bool flag)
 {
-    const int taken = d->open ? data.size() : -1;
+    const int taken = host().isPortOpen ? data.size() : -1;
     if (host().onWrite)
         host().onWrite(data);
     if (host().onWrite && !host().onCall)
         return taken;
     const QString line =
-        QStringLiteral("%1 %2 %3").arg(d->open ? "write" : "lost", spaced(data), flag ? "true" : "false");
+        QStringLiteral("%1 %2 %3")
+            .arg(host().isPortOpen ? "write" : "lost", spaced(data), flag ? "true" : "false");
     if (!host().onWrite)
         host().note(line);
     host().called(line);

@@ -59,6 +59,7 @@ public:
     /// journal would cost too much.
     std::function<void(const QByteArray& bytes)> onWrite;
     canservice::SerialPort* port = nullptr;
+    bool isPortOpen = false;
     /// The whole texts of the log lines that were written down.
     QStringList logLines;
 
