@@ -142,8 +142,6 @@ void SimpleService::takeWaiting()
 // The steps of a frame, in the order of its bytes: each leads to the next one while the chunk lasts.
 void SimpleService::readChunk()
 {
-    if (m_parseState != Idle && m_next == m_chunkBegin && !m_parseOutTimer.isActive())
-        m_parseOutTimer.start();
     while (hasBytes()) {
         if (m_parseState == Idle)
             readIdle();
@@ -158,23 +156,41 @@ void SimpleService::readChunk()
     }
 }
 
-// The host may bring us here again in every call that leaves the plug-in, the lines below included: what has
-// come before is read first.
+inline void SimpleService::beginChunk(const Chunk& chunk)
+{
+    m_next = m_chunkBegin = chunk.begin;
+    m_chunkEnd = chunk.end;
+    if (m_parseState != Idle && !m_parseOutTimer.isActive())
+        m_parseOutTimer.start();
+}
+
 void SimpleService::onDataReady(QByteArray buf)
 {
-    if (hasBytes())
-        readChunk();
-    m_next = m_chunkBegin = buf.constBegin();
-    m_chunkEnd = buf.constEnd();
-    if (Q_UNLIKELY(logCategory.isDebugEnabled()))
-        logChunk(buf);
+    if (Q_UNLIKELY(hasBytes() || m_chunks || logCategory.isDebugEnabled())) {
+        readInTurn(buf);
+        return;
+    }
+    beginChunk({buf.constBegin(), buf.constEnd(), nullptr});
     readChunk();
 }
 
-void SimpleService::logChunk(const QByteArray& chunk)
+// The host may bring us here again in every call that leaves the plug-in, the lines below included: each
+// chunk takes its place behind those that came before it, and whoever gets to it first reads it.
+void SimpleService::readInTurn(const QByteArray& bytes)
 {
+    Chunk chunk{bytes.constBegin(), bytes.constEnd(), nullptr};
+    Chunk** place = &m_chunks;
+    while (*place)
+        place = &(*place)->following;
+    *place = &chunk;
     CAN_DEBUG_OF(Receiving, ConfigManager::instance()->getPluginFullPath());
-    CAN_DEBUG_OF(Receiving, chunk.toHex());
+    CAN_DEBUG_OF(Receiving, bytes.toHex());
+    readChunk();
+    while (m_chunks) {
+        beginChunk(*m_chunks);
+        m_chunks = m_chunks->following;
+        readChunk();
+    }
 }
 
 void SimpleService::acceptSignOfLife()

@@ -272,6 +272,13 @@ private slots:
     void onmParseOutTmrout();
 
 private:
+    /// What the port has delivered. It lives as long as the call of onDataReady() that got it.
+    struct Chunk
+    {
+        const char* begin;
+        const char* end;
+        Chunk* following; ///< that was delivered next, while both wait
+    };
     /// A good frame: type, 0 to 255, and payload.
     struct Frame
     {
@@ -281,7 +288,8 @@ private:
 
     static constexpr int NoFrame = std::numeric_limits<int>::min() / 2; ///< below zero with any calls
 
-    void logChunk(const QByteArray& chunk);
+    void readInTurn(const QByteArray& bytes);
+    void beginChunk(const Chunk& chunk);
     void readChunk();
     bool hasBytes() const;
     int takeByte();
@@ -360,7 +368,8 @@ protected:
     UnitData m_unitData;
 
     // Beyond the table above, each for its own topic.
-    const char* m_chunkBegin = nullptr; ///< of the chunk that the port delivered last
+    Chunk* m_chunks = nullptr;          ///< that wait, in the order of the line
+    const char* m_chunkBegin = nullptr; ///< of the chunk that is being read
     const char* m_next = nullptr;       ///< its first byte that the parser has not read
     const char* m_chunkEnd = nullptr;   ///< its end
     int m_hostCalls = NoFrame; ///< that are being made for the frame that takes effect, signals not counted
