@@ -1,4 +1,5 @@
-// What conversations cannot: every value of a byte, every car model.
+// What conversations cannot: every value of a byte, every length of a frame, every key and every car model,
+// against tables.
 
 #include "testmain.h"
 
@@ -10,7 +11,14 @@ class ExhaustiveTest : public QObject
 
 private slots:
     void init();
+    void cleanup();
+    void fixedLengths();
     void radarCodes();
+    void climateFields();
+    void climateKeys();
+    void unitCodes();
+    void doors();
+    void clock();
     void temperatures();
     void decimals();
     void carModels();
@@ -27,6 +35,31 @@ void ExhaustiveTest::init()
 {
     m_host.restart();
     m_host.take();
+}
+
+void ExhaustiveTest::cleanup()
+{
+    m_host.setLogs(false);
+}
+
+// A frame of another length is logged with its size, and changes nothing.
+void ExhaustiveTest::fixedLengths()
+{
+    const QMap<int, int> lengths{{0x1D, 4}, {0x1E, 5}, {0x20, 2}, {0x24, 2}, {0x25, 6},
+                                 {0x2A, 2}, {0x2F, 2}, {0x32, 2}, {0x58, 5}};
+    for (auto frame = lengths.begin(); frame != lengths.end(); ++frame) {
+        for (const int size : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 127, 128, 129, 254, 255}) {
+            if (size == frame.value())
+                continue;
+            const QStringList state = snapshot(m_host.service());
+            m_host.setLogs(true);
+            m_host.receiveFrame(frame.key(), QByteArray(size, '\1'));
+            QCOMPARE(m_host.take().mid(2), (QStringList{"write FF true", "notifyCanbusStatus(3)",
+                                                        QString("debug paraBuf size: %1").arg(size)}));
+            m_host.setLogs(false);
+            QCOMPARE(snapshot(m_host.service()), state);
+        }
+    }
 }
 
 QStringList ExhaustiveTest::receive(int type, int size, const QMap<int, int>& bytes, int filler)
@@ -57,6 +90,235 @@ void ExhaustiveTest::radarCodes()
             for (int other = 0; other < 8; ++other)
                 QCOMPARE(operation("get" + sensors[other] + "Distance").call(m_host.service(), {}),
                          other == sensor ? levels.value(code, "5") : "5");
+        }
+    }
+}
+
+namespace {
+
+/// What a getter reads of the climate frame.
+struct Field
+{
+    std::function<int(CanServiceBase&)> get;
+    int byte;
+    int shift;
+    int mask;
+    QVector<int> values = {}; ///< by code, where they differ from it
+    int beyond = 0;           ///< the answer where the frame ends before the byte
+};
+
+} // namespace
+
+// Each value of each byte, among zeros, ones and mixed bits, and every length.
+void ExhaustiveTest::climateFields()
+{
+    using S = CanServiceBase;
+    const Field fields[] = {
+        {&S::isPowerOff, 0, 7, 1},
+        {&S::isAc, 0, 6, 1},
+        {&S::isInside, 0, 5, 1},
+        {&S::isAuto, 0, 3, 1},
+        {&S::isDual, 0, 2, 1},
+        {&S::getAcWindMode, 1, 5, 7, {0, 2, 1, 3, 7, 5, 4, 6}},
+        {&S::isAcSwcHeat, 1, 5, 1},
+        {&S::getAcShowRequest, 1, 4, 1},
+        {&S::getAcWindScale, 1, 0, 7},
+        {&S::isFrontDefrost, 4, 7, 1},
+        {&S::isRearDefrost, 4, 6, 1},
+        {&S::isAcMax, 4, 3, 1},
+        {&S::isRearClimate, 4, 2, 1},
+        {&S::isAirCareActive, 4, 2, 1},
+        {[](S& s) { return s.getAcTemperatureUnit().mid(1, 4).toInt(); }, 4, 0, 1, {1150, 1163}, 1150},
+        {[](S& s) { return s.getAcRightTemperatureUnit().mid(1, 4).toInt(); }, 4, 0, 1, {1150, 1163}, 1150},
+        {&S::isAcGlassHeat, 5, 3, 1},
+        {&S::getAirConProfile, 6, 0, 3},
+        {&S::isPowerOffRear, 7, 7, 1, {1, 0}},
+        {&S::getAcRearLeftHeat, 8, 4, 7},
+        {&S::getAcRearRightHeat, 8, 1, 7},
+        {&S::getAcWindModeRear, 9, 5, 7},
+        {&S::getAcWindScaleRear, 9, 0, 15},
+    };
+    QByteArray last(12, '\0');
+    const auto check = [&](const QByteArray& payload) {
+        m_host.receiveFrame(0x28, payload);
+        m_host.receiveFrame(0x28, payload);
+        QCOMPARE(m_host.take().count("acStatusChanged()"), payload == last ? 0 : 1);
+        last = payload;
+        for (const Field& field : fields) {
+            int expected = field.beyond;
+            if (field.byte < payload.size()) {
+                const int code = static_cast<unsigned char>(payload[field.byte]) >> field.shift & field.mask;
+                expected = field.values.value(code, code);
+            }
+            const auto row = static_cast<int>(&field - fields);
+            QVERIFY2(field.get(m_host.service()) == expected,
+                     qPrintable(QString("row %1: %2").arg(row).arg(payload.toHex().constData())));
+        }
+    };
+    for (const char filler : {'\x00', '\xFF', '\x55', '\xAA'}) {
+        for (int byte = 0; byte < 10; ++byte) {
+            for (int value = 0; value < 256; ++value) {
+                QByteArray payload(10, filler);
+                payload[byte] = static_cast<char>(value);
+                check(payload);
+                if (QTest::currentTestFailed())
+                    return;
+            }
+        }
+        for (const int size : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 255})
+            check(QByteArray(size, filler));
+    }
+}
+
+// A command of the vertical form, and a byte of the landscape form; none where the key does not have that
+// form.
+void ExhaustiveTest::climateKeys()
+{
+    struct Key
+    {
+        int key;
+        const char* vertical;
+        const char* landscape;
+    };
+    const Key keys[] = {
+        {0, "01", "80 00 00 00 00 00"},
+        {2, "17", "02 00 00 00 00 00"},
+        {4, "10", "00 08 00 00 00 00"},
+        {5, "15", "20 00 00 00 00 00"},
+        {6, "19", "00 00 01 00 00 00"},
+        {7, "19", "00 00 01 00 00 00"},
+        {8, "13", "10 00 00 00 00 00"},
+        {9, "14", "00 04 00 00 00 00"},
+        {10, "0C", "00 00 40 00 00 00"},
+        {11, "0E", "00 00 20 00 00 00"},
+        {15, "0A", "00 02 00 00 00 00"},
+        {16, "09", "00 01 00 00 00 00"},
+        {19, "03", "00 00 00 02 00 00"},
+        {20, "02", "00 00 00 01 00 00"},
+        {21, "05", "00 00 00 00 02 00"},
+        {22, "04", "00 00 00 00 01 00"},
+        {25, "0B", "00 00 10 00 00 00"},
+        {26, "0D", "00 00 04 00 00 00"},
+        {31, "", "40 00 00 00 00 00"},
+        {32, "08", ""},
+        {33, "07", ""},
+        {34, "2A", "00 00 00 00 00 08"},
+    };
+    const auto written = [](int type, const QByteArray& data) {
+        return "write " + QString(frameOf(type, data).toHex(' ').toUpper()) + " true";
+    };
+    for (const int carModel : {20, 153, 43, 142, 145}) {
+        m_host.carModel = carModel;
+        const bool isBarred = carModel == 43 || carModel == 142 || carModel == 145;
+        for (int key = -300; key < 600; ++key) {
+            QStringList expected;
+            for (const Key& row : keys) {
+                if (row.key != key || isBarred)
+                    continue;
+                if (*row.landscape && carModel == 20)
+                    expected << written(0xC7, hex(row.landscape));
+                else if (*row.vertical)
+                    expected << written(0xE0, hex(row.vertical) + '\1')
+                             << written(0xE0, hex(row.vertical) + '\0');
+            }
+            QCOMPARE(m_host.service().sendAcKey(key, key % 3), isBarred ? -1 : 0);
+            QVERIFY2(m_host.take() == expected,
+                     qPrintable(QString("key %1, model %2").arg(key).arg(carModel)));
+        }
+    }
+}
+
+// A known code brings unit, level and limit to each fuel frame and two units to the trip, any other one
+// nothing; of what follows the values, nothing counts.
+void ExhaustiveTest::unitCodes()
+{
+    struct Unit
+    {
+        int level = 0;
+        const char* text = "";
+        const char* most = "6553.4";
+        const char* overThirty = "30.1";
+    };
+    const QMap<int, Unit> units{{0x00, {0, "<1141>", "60.0"}},
+                                {0x01, {1, "<1142>", "30.0", "30.0"}},
+                                {0x02, {2, "<1143>", "30.0", "30.0"}},
+                                {0x10, {3, "<1278>"}},
+                                {0x11, {4, "<1279>"}},
+                                {0x12, {5, "<1280>"}},
+                                {0x13, {6, "<1281>"}}};
+    const QMap<int, QPair<QString, QString>> tripUnits{{1, {"<1205>", "<1147>"}}, {2, {"<1148>", "<1145>"}}};
+    for (int code = 0; code < 256; ++code) {
+        const Unit unit = units.value(code);
+        for (const int more : {0, 1, 200}) {
+            for (const int type : {0x22, 0x23}) {
+                CanServiceBase& service = m_host.restart();
+                QCOMPARE(receive(type, 3 + more, {{0, code}, {1, 0xFF}, {2, 0xFE}}, 0x12)
+                             .count("unitDataChanged()"),
+                         units.count(code));
+                UnitData data;
+                service.getUnitData(data);
+                QCOMPARE(data.curLevels, (QList<int>{unit.level, 0, 0, 0, 0, 0}));
+                QCOMPARE(data.curTexts[0], QString(unit.text));
+                QCOMPARE(data.maxLevels, (QList<int>{3, 0, 0, 0, 0, 0}));
+                FuelConsumptionData fuel;
+                service.getFuelConsumptionData(fuel);
+                QCOMPARE(fuel.texts[type - 0x22], QString(type == 0x22 ? unit.most : "6553.4") + unit.text);
+                receive(0x22, 3, {{0, code}, {1, 0x01}, {2, 0x2D}});
+                service.getFuelConsumptionData(fuel);
+                QCOMPARE(fuel.texts[0], QString(unit.overThirty) + unit.text);
+            }
+            m_host.restart();
+            receive(0x21, 9 + more, {{0, 0}, {1, 1}, {6, code}, {7, 0x80}, {8, 0x80}}, 0x81);
+            DrivingData trip;
+            m_host.service().getDrivingData(trip);
+            QCOMPARE(trip.texts[0], "0.1" + tripUnits.value(code).first);
+            QCOMPARE(trip.texts[1], "33153.0" + tripUnits.value(code).second);
+            QCOMPARE(trip.texts[2], QString("33153.0<1172>"));
+            QCOMPARE(trip.texts[4], "32896.0" + tripUnits.value(code).second);
+        }
+    }
+}
+
+void ExhaustiveTest::doors()
+{
+    for (int byte = 0; byte < 256; ++byte) {
+        receive(0x24, 2, {{0, 0xFF}, {1, byte}});
+        CanServiceBase& service = m_host.service();
+        QCOMPARE(service.getCanDrivingPosition(), byte / 8 % 2);
+        const int doors = byte / 8 * 8;
+        QCOMPARE(receive(0x24, 2, {{0, byte}, {1, byte}}).count("doorChanged()"), doors == 0xF8 ? 0 : 1);
+        QCOMPARE(service.getDoorStatus(), doors);
+        const bool open[] = {service.isRearDoorOpen(), service.isLeftRearDoorOpen(),
+                             service.isRightRearDoorOpen(), service.isLeftFrontDoorOpen(),
+                             service.isRightFrontDoorOpen()};
+        for (int door = 0; door < 5; ++door)
+            QCOMPARE(open[door], byte / (8 << door) % 2 == 1);
+        QVERIFY(!service.isFrontDoorOpen());
+    }
+}
+
+// Twelve hours go only from the 12-hour clock's (0) afternoon (3), whatever the hour.
+void ExhaustiveTest::clock()
+{
+    for (int hour = 0; hour < 256; ++hour) {
+        for (const int format : {0, 1, 2, 3, 128, 255}) {
+            for (const int meridiem : {0, 2, 3, 4, 131, 255}) {
+                GPSTime time;
+                time.hour = static_cast<quint8>(hour);
+                time.minute = static_cast<quint8>(255 - hour);
+                time.clockFormat = static_cast<quint8>(format);
+                time.meridiem = static_cast<quint8>(meridiem);
+                m_host.service().GPSTimeSend(time);
+                QByteArray data(3, '\0');
+                data[0] = static_cast<char>(format == 0 && meridiem == 3 ? hour - 12 : hour);
+                data[1] = static_cast<char>(255 - hour);
+                data[2] = format == 0 ? 1 : 0;
+                QCOMPARE(
+                    m_host.take(),
+                    QStringList("write " + QString(frameOf(0x9D, data).toHex(' ').toUpper()) + " false"));
+                QVERIFY(time.hour == hour && time.minute == 255 - hour && time.clockFormat == format &&
+                        time.meridiem == meridiem);
+            }
         }
     }
 }

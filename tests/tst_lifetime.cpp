@@ -77,12 +77,8 @@ private slots:
     void cleanup();
     void deliver();
     void deliverBeginning();
-    void deliverInOrder();
     void everyOperation();
     void stopAndStart();
-    void restOfChunkAfterStop();
-    void nestedEventLoop_data();
-    void nestedEventLoop();
     void deleteLater();
     void bytesOutliveTheLibrary();
 
@@ -218,19 +214,6 @@ void LifetimeTest::deliverBeginning()
     }
 }
 
-// What comes while a frame is acknowledged, and what comes while that is read, takes effect after it.
-void LifetimeTest::deliverInOrder()
-{
-    QStringList later{"2E 24 02 40 00 99", "2E 24 02 10 00 C9"};
-    m_host.onCall = [&](const QString& call) {
-        if (call == "write FF true" && !later.isEmpty())
-            m_host.receive(hex(later.takeFirst()));
-    };
-    m_host.receive(hex("2E 24 02 80 00 59 2E 24 02 20 00 B9"));
-    QCOMPARE(m_host.take().filter("write").size(), 4);
-    QCOMPARE(m_host.service().getDoorStatus(), 0x10);
-}
-
 void LifetimeTest::everyOperation()
 {
     const auto act = [&] {
@@ -255,63 +238,6 @@ void LifetimeTest::stopAndStart()
         });
         QCOMPARE(m_last, m_wasMade && call != "close" ? QStringList() : taken);
     }
-}
-
-// After a stop the rest of the chunk is still read, into the closed port; after that nothing is.
-void LifetimeTest::restOfChunkAfterStop()
-{
-    m_host.onCall = [&](const QString& call) {
-        if (call != "doorChanged()")
-            return;
-        m_host.onCall = nullptr;
-        m_host.service().stop();
-        m_host.service().start();
-    };
-    m_host.receive(hex("2E 24 02 80 00 59 2E 24 02 40 00 99"));
-    QCOMPARE(m_host.service().getDoorStatus(), 0x40);
-    m_host.receive(hex("2E 24 02 00 00 D9"));
-    QCOMPARE(m_host.service().getDoorStatus(), 0x40);
-    QCOMPARE(m_host.take().filter("write FF").size(), 1);
-}
-
-void LifetimeTest::nestedEventLoop_data()
-{
-    QTest::addColumn<QString>("begun");
-    QTest::addColumn<QString>("rest");
-    QTest::newRow("within the payload") << "2E 24 02 40"
-                                        << "00 99";
-    QTest::newRow("before the checksum") << "2E 24 02 40 00"
-                                         << "99";
-}
-
-// The slot of the first signal runs an event loop that receives the end of a frame that the outer chunk
-// began.
-void LifetimeTest::nestedEventLoop()
-{
-    QFETCH(QString, begun);
-    QFETCH(QString, rest);
-    m_host.onCall = [&](const QString& signal) {
-        if (signal != "doorChanged()")
-            return;
-        m_host.onCall = nullptr;
-        QEventLoop loop;
-        QTimer::singleShot(100, &loop, [&] { m_host.receive(hex("08 00 D1 2E 32 02 04 00 C7" + begun)); });
-        QTimer::singleShot(200, &loop, &QEventLoop::quit);
-        loop.exec();
-        QCOMPARE(m_host.service().getDoorStatus(), 0x08);
-    };
-    m_host.receive(hex("2E 24 02 80 08 51 2E 24 02"));
-    const QStringList expected{"write FF true", "notifyCanbusStatus(3)", "doorChanged()",
-                               // from within its slot
-                               "write FF true", "notifyCanbusStatus(3)", "doorChanged()",
-                               "canDrivingPositionChanged()", "write FF true", "notifyCanbusStatus(3)",
-                               "sigCameraMode()",
-                               // and back: the outer frame's driving position
-                               "canDrivingPositionChanged()"};
-    QCOMPARE(m_host.take(), expected);
-    QCOMPARE(m_host.service().getCanDrivingPosition(), 1);
-    m_host.receive(hex(rest)); // the end of a frame that began in the slot
-    QCOMPARE(m_host.service().getDoorStatus(), 0x40);
 }
 
 // The service dies when the control is back in the event loop that the call came from.

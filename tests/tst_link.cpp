@@ -1,5 +1,5 @@
 // What single conversations cannot show of the link: every way to cut a stream, the whole shape of log lines,
-// what a slot sees.
+// threads.
 
 #include "testmain.h"
 
@@ -7,6 +7,8 @@
 
 #include <QLoggingCategory>
 #include <QRegularExpression>
+
+#include <thread>
 
 #include <unistd.h>
 
@@ -22,7 +24,7 @@ private slots:
     void logLines_data();
     void logLines();
     void logLevels();
-    void slotSeesNewValue();
+    void otherThread();
     void lostLinkIsNotPolled();
 
 private:
@@ -172,19 +174,12 @@ void LinkTest::logLevels()
     QCOMPARE(seen, expected);
 }
 
-void LinkTest::slotSeesNewValue()
+// A line names the thread that it comes from: a shape that is not the usual one would be told.
+void LinkTest::otherThread()
 {
-    const QMap<QString, QString> getters{{"doorChanged()", "getDoorStatus"},
-                                         {"canDrivingPositionChanged()", "getCanDrivingPosition"},
-                                         {"acStatusChanged()", "isAc"}};
-    QStringList seen;
-    m_host.onCall = [&](const QString& signal) {
-        if (getters.contains(signal))
-            seen << operation(getters[signal]).call(m_host.service(), {});
-    };
-    m_host.receiveFrame(0x24, hex("40 08"));
-    m_host.receiveFrame(0x28, hex("40"));
-    QCOMPARE(seen, (QStringList{"64", "1", "true"}));
+    m_host.setLogs(true);
+    std::thread([&] { m_host.service().setUnitCmd(1); }).join();
+    QCOMPARE(m_host.take(), QStringList("debug 1"));
 }
 
 void LinkTest::lostLinkIsNotPolled()

@@ -5,6 +5,7 @@
 #include "virtualclock.h"
 
 #include <QFile>
+#include <QLoggingCategory>
 #include <QRegularExpression>
 
 namespace {
@@ -15,29 +16,130 @@ QStringList words(const QString& line)
     QStringList result;
     for (auto match = word.globalMatch(line); match.hasNext();) {
         const auto next = match.next();
-        result.append(next.captured(next.lastCapturedIndex()));
+        result.append(
+            next.captured(next.lastCapturedIndex()).replace(QLatin1String("\\0"), QString(QChar(0))));
     }
     return result;
 }
 
-// A good frame is acknowledged and reported alive before anything else is done about it.
-QStringList withoutSignOfLife(QStringList lines)
+// The frames to the box: length and the port's flag by type.
+struct FrameToBox
 {
-    const QStringList signOfLife{QStringLiteral("write FF true"), QStringLiteral("notifyCanbusStatus(3)")};
-    if (lines.mid(0, 2) != signOfLife)
-        return QStringList(QStringLiteral("not acknowledged and reported alive first:")) + lines;
-    return lines.mid(2);
-}
+    int length;
+    bool flag;
+};
 
-// Getters are asked with the log off: what they log is not part of the step.
-QStringList stateOf(RecordingHost& host)
+const QMap<int, FrameToBox> framesToBox{{0x81, {1, true}}, {0x83, {2, false}},  {0x90, {2, false}},
+                                        {0x98, {6, true}}, {0x99, {34, false}}, {0x9D, {3, false}},
+                                        {0xC7, {6, true}}, {0xE0, {2, true}},   {0xE2, {1, true}}};
+
+/// The journal's lines for "TYPE DATA, TYPE DATA...", each beginning with @p verb.
+QStringList writes(const QString& verb, const QString& frames)
 {
-    const bool logs = host.logs();
-    host.setLogs(false);
-    QStringList lines = snapshot(host.service());
-    host.setLogs(logs);
+    static const QRegularExpression quoted(QStringLiteral("'([^']*)'"));
+    QStringList lines;
+    for (QString text : frames.split(QStringLiteral(", "))) {
+        for (auto match = quoted.match(text); match.hasMatch(); match = quoted.match(text)) {
+            QString units;
+            for (const QChar unit : match.captured(1))
+                units += QStringLiteral("%1%2")
+                             .arg(unit.cell(), 2, 16, QLatin1Char('0'))
+                             .arg(unit.row(), 2, 16, QLatin1Char('0'));
+            text.replace(match.capturedStart(), match.capturedLength(), units);
+        }
+        const QByteArray bytes = hex(text);
+        const int type = static_cast<unsigned char>(bytes.at(0));
+        const FrameToBox frame = framesToBox.value(type);
+        if (bytes.size() > frame.length + 1)
+            qFatal("no frame to the box is %s", qPrintable(text));
+        const QByteArray data = bytes.mid(1).leftJustified(frame.length, '\0');
+        lines.append(QStringLiteral("%1 %2 %3")
+                         .arg(verb, QString::fromLatin1(frameOf(type, data).toHex(' ').toUpper()),
+                              frame.flag ? "true" : "false"));
+    }
     return lines;
 }
+
+QStringList expectedLines(const QString& line)
+{
+    if (line.startsWith(QLatin1String("sends ")))
+        return writes(QStringLiteral("write"), line.mid(6));
+    if (line.startsWith(QLatin1String("loses ")))
+        return writes(QStringLiteral("lost"), line.mid(6));
+    return {line};
+}
+
+// A good frame is acknowledged and reported alive before anything else is done about it.
+QStringList withoutSignOfLife(const QStringList& lines, const QByteArray& frame)
+{
+    QStringList first{QStringLiteral("write FF true"), QStringLiteral("notifyCanbusStatus(3)")};
+    if (QLoggingCategory::defaultCategory()->isDebugEnabled())
+        first = QStringList{QStringLiteral("debug \"/plugins/test.so\""), "debug \"" + frame.toHex() + '"'} +
+                first;
+    if (lines.mid(0, first.size()) != first)
+        return QStringList(QStringLiteral("not acknowledged and reported alive first:")) + lines;
+    return lines.mid(first.size());
+}
+
+// Getters are asked with the log off: what they log and ask is not part of the step.
+QStringList stateOf(RecordingHost& host)
+{
+    QLoggingCategory& category = *QLoggingCategory::defaultCategory();
+    const bool debug = category.isDebugEnabled();
+    const bool critical = category.isCriticalEnabled();
+    const bool listsQuestions = std::exchange(host.listsQuestions, false);
+    category.setEnabled(QtDebugMsg, false);
+    category.setEnabled(QtCriticalMsg, false);
+    const auto onCall = std::exchange(host.onCall, nullptr);
+    const QStringList lines = snapshot(host.service());
+    host.onCall = onCall;
+    category.setEnabled(QtDebugMsg, debug);
+    category.setEnabled(QtCriticalMsg, critical);
+    host.listsQuestions = listsQuestions;
+    return lines;
+}
+
+// What the getters of a signal's topic are called.
+const QMap<QString, QRegularExpression> topics{
+    {"doorChanged()", QRegularExpression("Door")},
+    {"canDrivingPositionChanged()", QRegularExpression("CanDrivingPosition")},
+    {"sigRadarChanged()", QRegularExpression("Radar")},
+    {"otherInfoDataChanged()", QRegularExpression("OtherInfo")},
+    {"tireAlert()", QRegularExpression("Tire")},
+    {"tireDataChanged()", QRegularExpression("Tire")},
+    {"drivingDataChanged()", QRegularExpression("DrivingData")},
+    {"fuelDataChanged()", QRegularExpression("FuelConsumption")},
+    {"unitDataChanged()", QRegularExpression("UnitData")},
+    {"sigVersionData()", QRegularExpression("^version")},
+    {"sigCameraMode()", QRegularExpression("CameraMode")},
+    {"acStatusChanged()", QRegularExpression("^(is|get(Ac|Air|LeftV|RightV))")},
+};
+
+/// What happens within the calls that the plug-in makes.
+class Slots
+{
+public:
+    explicit Slots(RecordingHost& host)
+        : m_host(host)
+    {
+    }
+
+    /// The steps for the next @p call.
+    void add(const QString& call, const QStringList& steps) { m_acts.append({call, steps}); }
+    /// The calls whose steps were not done.
+    QStringList left() const;
+    /// Whether the answers in slots are kept from now on; not where steps wait to be done.
+    void watch(bool on);
+    /// The answers of @p state that a slot did not get.
+    QStringList lateAnswers(const QStringList& state);
+    void called(const QString& call);
+
+private:
+    RecordingHost& m_host;
+    QList<QPair<QString, QStringList>> m_acts;
+    QList<QPair<QString, QStringList>> m_seen;
+    bool m_watches = false;
+};
 
 /// Does what the step says. @return the result of a host call.
 QString perform(RecordingHost& host, const QString& verb, const QStringList& arguments)
@@ -51,6 +153,8 @@ QString perform(RecordingHost& host, const QString& verb, const QStringList& arg
         VirtualClock::instance().advance(all.toLongLong());
     else if (verb == QLatin1String("call"))
         return operation(arguments.value(0)).call(host.service(), arguments.mid(1));
+    else if (verb == QLatin1String("new"))
+        host.shutDown(), host.create();
     else if (verb == QLatin1String("car"))
         host.carModel = all.toInt();
     else if (verb == QLatin1String("index"))
@@ -59,11 +163,88 @@ QString perform(RecordingHost& host, const QString& verb, const QStringList& arg
         host.driverPosition = all.toInt();
     else if (verb == QLatin1String("text"))
         host.texts[arguments.value(0).toInt()] = arguments.value(1);
-    else if (verb == QLatin1String("logs"))
-        host.setLogs(all == QLatin1String("on"));
-    else
+    else if (verb == QLatin1String("questions"))
+        host.listsQuestions = all == QLatin1String("on");
+    else if (verb == QLatin1String("logs")) {
+        host.setLogs(all != QLatin1String("off"));
+        if (all == QLatin1String("errors"))
+            QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
+    } else
         qFatal("a conversation has no step \"%s\"", qPrintable(verb));
     return {};
+}
+
+QStringList Slots::left() const
+{
+    QStringList lines;
+    for (const auto& act : m_acts)
+        lines.append("never called: " + act.first);
+    return lines;
+}
+
+void Slots::watch(bool on)
+{
+    m_watches = on && m_acts.isEmpty();
+    m_seen.clear();
+}
+
+QStringList Slots::lateAnswers(const QStringList& state)
+{
+    QStringList lines;
+    for (const auto& seen : qAsConst(m_seen)) {
+        for (const QString& line : changes(seen.second, state).filter(topics[seen.first]))
+            lines.append("too late for the slot of " + seen.first + ": " + line);
+    }
+    return lines;
+}
+
+void Slots::called(const QString& call)
+{
+    if (!m_acts.isEmpty() &&
+        (call == m_acts.first().first || call.contains("::" + m_acts.first().first + '('))) {
+        for (const QString& step : m_acts.takeFirst().second) {
+            QStringList arguments = words(step);
+            const QString verb = arguments.takeFirst();
+            perform(m_host, verb, arguments);
+        }
+    } else if (m_watches && topics.contains(call)) {
+        m_seen.append({call, stateOf(m_host)});
+    }
+}
+
+/// Does @p step. @return what it brings about.
+QStringList outcome(RecordingHost& host, Slots& inCalls, const Step& step, QStringList& state)
+{
+    QStringList arguments = words(step.text);
+    const QString verb = arguments.takeFirst();
+    QStringList results;
+    if (verb == QLatin1String("in")) {
+        const int colon = step.text.indexOf(QLatin1String(": "));
+        inCalls.add(step.text.mid(3, colon - 3), step.text.mid(colon + 2).split(QStringLiteral("; ")));
+    } else if (verb == QLatin1String("ask")) {
+        for (const QString& line : step.expected) {
+            const QString name = line.section(' ', 0, 0);
+            results.append((name + ' ' + operation(name).call(host.service(), {})).trimmed());
+        }
+    } else {
+        inCalls.watch(verb == QLatin1String("box"));
+        const QString result = perform(host, verb, arguments);
+        if (!result.isEmpty())
+            results.append((QStringLiteral("returns ") + result).trimmed());
+    }
+    QStringList lines = host.take();
+    const QStringList newState = stateOf(host);
+    if (verb == QLatin1String("box"))
+        lines = withoutSignOfLife(lines,
+                                  frameOf(arguments[0].toInt(nullptr, 16), hex(arguments.mid(1).join(' ')))) +
+                inCalls.lateAnswers(newState);
+    // A change of the car or of the texts is no doing of the plug-in: what the getters make of it is not
+    // listed.
+    static const QStringList doings{"box", "chunk", "wait", "call"};
+    if (doings.contains(verb))
+        lines += changes(state, newState);
+    state = newState;
+    return lines + results;
 }
 
 } // namespace
@@ -84,7 +265,7 @@ std::vector<Scene> readConversation(const QString& fileName)
         } else if (line.startsWith(QLatin1String("== "))) {
             scenes.push_back({line.mid(3), {}});
         } else if (line.startsWith(QLatin1Char(' '))) {
-            scenes.back().steps.back().expected.append(line.trimmed());
+            scenes.back().steps.back().expected.append(expectedLines(line.trimmed()));
         } else {
             scenes.back().steps.push_back({number, line, {}});
         }
@@ -97,27 +278,22 @@ QString play(const Scene& scene)
     RecordingHost& host = RecordingHost::instance();
     host.restart();
     host.take();
+    Slots inCalls(host);
+    host.onCall = [&](const QString& call) { inCalls.called(call); };
     QStringList state = stateOf(host);
+    QString difference;
     for (const Step& step : scene.steps) {
-        QStringList arguments = words(step.text);
-        const QString verb = arguments.takeFirst();
-        const QString result = perform(host, verb, arguments);
-        QStringList actual = host.take();
-        if (verb == QLatin1String("box") && !host.logs())
-            actual = withoutSignOfLife(actual);
-        const QStringList newState = stateOf(host);
-        // A change of the car or of the texts is no doing of the plug-in: what the getters make of it is not
-        // listed.
-        if (verb == QLatin1String("box") || verb == QLatin1String("chunk") || verb == QLatin1String("wait") ||
-            verb == QLatin1String("call"))
-            actual += changes(state, newState);
-        state = newState;
-        if (!result.isEmpty())
-            actual.append((QStringLiteral("returns ") + result).trimmed());
-        if (actual != step.expected)
-            return QStringLiteral("line %1: %2\n  expected:\n    %3\n  came:\n    %4")
+        QStringList actual = outcome(host, inCalls, step, state);
+        if (&step == &scene.steps.back())
+            actual += inCalls.left();
+        if (actual == step.expected)
+            continue;
+        difference =
+            QStringLiteral("line %1: %2\n  expected:\n    %3\n  came:\n    %4")
                 .arg(QString::number(step.line), step.text, step.expected.join(QLatin1String("\n    ")),
                      actual.join(QLatin1String("\n    ")));
+        break;
     }
-    return {};
+    host.onCall = nullptr;
+    return difference;
 }

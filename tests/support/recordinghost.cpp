@@ -10,6 +10,8 @@
 
 #include <numeric>
 
+#include <unistd.h>
+
 namespace {
 
 RecordingHost& host()
@@ -22,16 +24,23 @@ QString spaced(const QByteArray& bytes)
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
 }
 
-// Only the plug-in's lines have the "--" separator; what else is said goes to stderr.
-void recordLogLine(QtMsgType type, const QMessageLogContext&, const QString& text)
+// Only the plug-in's lines have the "--" separator; what else is said goes to stderr. The head of a line
+// repeats what Qt is told, and names the thread that logs.
+void recordLogLine(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     const int separator = text.indexOf(QLatin1String(" -- "));
     if (separator < 0) {
         static_cast<void>(fprintf(stderr, "%s\n", qPrintable(text)));
         return;
     }
+    const QString head = QString(type == QtDebugMsg ? "[DBG] " : "[ERR] ") + QString::number(gettid()) + ' ' +
+                         context.function + ' ' + QString::number(context.line);
+    const bool isUsual = (type == QtDebugMsg || type == QtCriticalMsg) && text.left(separator) == head &&
+                         QByteArray(context.file).startsWith("service/") && context.line > 0 &&
+                         QByteArray(context.category) == "default";
     host().logLines.append(text);
-    host().note((type == QtDebugMsg ? "debug " : "error ") + text.mid(separator + 4));
+    host().note((type == QtDebugMsg ? "debug " : "error ") + text.mid(separator + 4) +
+                (isUsual ? "" : " of another kind: " + text));
     host().called(text.left(separator));
 }
 
@@ -58,6 +67,8 @@ CanServiceBase& RecordingHost::restart()
     driverPosition = 0;
     texts.clear();
     onCall = nullptr;
+    onWrite = nullptr;
+    listsQuestions = false;
     setLogs(false);
     m_journal.clear();
     logLines.clear();
@@ -83,6 +94,13 @@ void RecordingHost::called(const QString& call)
 {
     if (onCall)
         onCall(call);
+}
+
+void RecordingHost::asked(const QString& question, const QString& arguments)
+{
+    if (listsQuestions)
+        note(("asks " + question + ' ' + arguments).trimmed());
+    called(question);
 }
 
 void RecordingHost::setLogs(bool on)
@@ -184,19 +202,19 @@ int canservice::SerialPort::writeData(const QByteArray& data, bool flag)
 
 int CanBusManager::getCarModelId()
 {
-    host().called(QStringLiteral("getCarModelId"));
+    host().asked(QStringLiteral("getCarModelId"));
     return host().carModel;
 }
 
 int CanBusManager::getHwdCarModelIndex()
 {
-    host().called(QStringLiteral("getHwdCarModelIndex"));
+    host().asked(QStringLiteral("getHwdCarModelIndex"));
     return host().carModelIndex;
 }
 
 QString canservice::ConfigManager::getPluginFullPath()
 {
-    host().called(QStringLiteral("getPluginFullPath"));
+    host().asked(QStringLiteral("getPluginFullPath"));
     return QStringLiteral("/plugins/test.so");
 }
 
@@ -209,6 +227,6 @@ int mem::SettingsExe::getValue(QString key, QString file, bool flag)
 
 QString Translator::translate(int id)
 {
-    host().called(QStringLiteral("translate"));
+    host().asked(QStringLiteral("translate"), QString::number(id));
     return host().texts.value(id, QStringLiteral("<%1>").arg(id));
 }

@@ -15,9 +15,10 @@
 ///
 ///   open  38400           write FF true          doorChanged()              setting KEY FILE false
 ///   close                 lost FF true           keyEvent(5,0,true)         debug VALUES / error VALUES
+///   asks translate 1141
 ///
-/// "lost" is a write to the closed port; log lines appear with their values only, and only while setLogs()
-/// says so.
+/// "lost" is a write to the closed port. Log lines appear only while setLogs() says so, and with their values
+/// only unless their head is not what it must be.
 class RecordingHost : public QObject
 {
 public:
@@ -41,12 +42,15 @@ public:
     QStringList take();
     void note(const QString& line) { m_journal.append(line); }
     void called(const QString& call);
+    /// called(), of a host service that answers; written down while listsQuestions says so.
+    void asked(const QString& question, const QString& arguments = {});
 
     // What the host services answer.
     int carModel = 20;
     int carModelIndex = 255;
     int driverPosition = 0;
     QMap<int, QString> texts; ///< an id without a text is translated as "<id>"
+    bool listsQuestions = false;
     /// Whether the plug-in's log lines are written down; without it they are filtered out, as in a quiet head
     /// unit.
     void setLogs(bool on);
