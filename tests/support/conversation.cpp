@@ -264,10 +264,12 @@ std::vector<Scene> readConversation(const QString& fileName)
             continue;
         } else if (line.startsWith(QLatin1String("== "))) {
             scenes.push_back({line.mid(3), {}});
-        } else if (line.startsWith(QLatin1Char(' '))) {
-            scenes.back().steps.back().expected.append(expectedLines(line.trimmed()));
         } else {
-            scenes.back().steps.push_back({number, line, {}});
+            QStringList parts = line.trimmed().split(QStringLiteral(" | "));
+            if (!line.startsWith(QLatin1Char(' ')))
+                scenes.back().steps.push_back({number, parts.takeFirst(), {}});
+            for (const QString& part : qAsConst(parts))
+                scenes.back().steps.back().expected.append(expectedLines(part));
         }
     }
     return scenes;

@@ -13,6 +13,8 @@
 ///     canDrivingPositionChanged()
 ///     getCanDrivingPosition 0
 ///
+/// or, in fewer lines: box 24 07 00 | canDrivingPositionChanged() | getCanDrivingPosition 0
+///
 /// What comes about: the host's journal (see RecordingHost), then each getter whose answer changed. Within
 /// the slot of each signal that a "box" step brings, the getters of its topic must have their last answers
 /// already. Instead of the bytes of written frames, "sends TYPE DATA, TYPE DATA..." may be expected ("loses",
