@@ -91,7 +91,7 @@ QStringList stateOf(RecordingHost& host)
     category.setEnabled(QtDebugMsg, false);
     category.setEnabled(QtCriticalMsg, false);
     const auto onCall = std::exchange(host.onCall, nullptr);
-    const QStringList lines = snapshot(host.service());
+    QStringList lines = snapshot(host.service());
     host.onCall = onCall;
     category.setEnabled(QtDebugMsg, debug);
     category.setEnabled(QtCriticalMsg, critical);
