@@ -39,7 +39,7 @@ void VirtualClock::advance(qint64 ms)
     do
         QCoreApplication::sendPostedEvents();
     while (serveSockets(false) || fireNext(until));
-    m_now = until;
+    m_now = std::max(m_now, until); // what was done on the way may have let more time pass
 }
 
 // A loop that waits jumps to the next timer; only where there is none, it really waits, for a socket.
