@@ -119,7 +119,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             RecordingHost::instance().carModel = input.byte();
         } else {
             mischief.paused = true;
-            session.wait(input.byte() * 160);
+            session.wait(input.byte() * Q_INT64_C(160));
             mischief.paused = false;
         }
     }

@@ -31,7 +31,7 @@ constexpr int GoodFrames = 16;
 
 // A frame whose only effect is a signal that comes each time.
 const char version2[] = "2E 30 02 56 32 45";
-const QStringList taken{"notifyCanbusStatus(3)", "sigVersionData()", "write FF true"};
+const QStringList Taken{"notifyCanbusStatus(3)", "sigVersionData()", "write FF true"};
 
 struct Command
 {
@@ -199,7 +199,7 @@ void LifetimeTest::deliver()
         actEverywhere(act, [&](const QString& call, const QStringList& more) {
             QStringList expected;
             if (call != "open" && call != "close")
-                expected = m_wasMade ? taken : QStringList{taken.last()};
+                expected = m_wasMade ? Taken : QStringList{Taken.last()};
             QVERIFY2(more == expected, qPrintable(call + ": " + more.join(' ')));
         });
     }
@@ -210,7 +210,7 @@ void LifetimeTest::deliverBeginning()
 {
     for (const QString& call : qAsConst(m_calls)) {
         live(call, [&] { m_host.receive(hex("2E 30 FF")); });
-        QCOMPARE(m_last, taken);
+        QCOMPARE(m_last, Taken);
     }
 }
 
@@ -236,7 +236,7 @@ void LifetimeTest::stopAndStart()
             m_host.service().stop();
             m_host.service().start();
         });
-        QCOMPARE(m_last, m_wasMade && call != "close" ? QStringList() : taken);
+        QCOMPARE(m_last, m_wasMade && call != "close" ? QStringList() : Taken);
     }
 }
 
