@@ -10,7 +10,7 @@
 
 /// The head unit's abstract CAN service. The host loads one plug-in whose instance implements it.
 ///
-/// The host calls the 124 operations through their virtual slots, so their order is part of the binary
+/// The host calls the operations through their virtual slots, so their order is part of the binary
 /// interface: an operation is never moved, inserted or removed. Names are the host's, letter for letter.
 /// Every call arrives, and every signal is emitted, on the thread that owns the object. A signal announces
 /// that the matching getters already return the new values.
