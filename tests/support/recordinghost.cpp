@@ -133,7 +133,8 @@ int RecordingHost::qt_metacall(QMetaObject::Call call, int id, void** arguments)
 
 void RecordingHost::receive(const QByteArray& chunk)
 {
-    emit port->read(chunk);
+    if (port) // a service that deleted itself took it along
+        emit port->read(chunk);
 }
 
 void RecordingHost::receiveFrame(int type, const QByteArray& payload)
@@ -167,7 +168,10 @@ canservice::SerialPort::SerialPort(QObject* parent)
     host().port = this;
 }
 
-canservice::SerialPort::~SerialPort() = default;
+canservice::SerialPort::~SerialPort()
+{
+    host().port = nullptr;
+}
 
 bool canservice::SerialPort::open(QString portName, int baud)
 {
