@@ -1,11 +1,15 @@
 #include "commands.h"
 
+#include "boxline.h"
 #include "hostsetup.h"
+#include "origins.h"
+#include "playback.h"
+#include "statement.h"
 #include "words.h"
 
-#include <QMetaMethod>
 #include <QRegularExpression>
 
+#include <limits>
 #include <optional>
 
 namespace {
@@ -14,14 +18,41 @@ using Car = CanServiceBase;
 using Words = QStringList;
 using std::chrono::milliseconds;
 
+// What a command does, and what the host's operation returned, if it did.
+using Action = std::function<QVariant(const Bench&)>;
+
+struct Input;
+
+struct Argument
+{
+    const char* name; // in brackets what can be left out, with "..." what can be repeated
+    int lowest = std::numeric_limits<int>::min(); // of a number
+    int highest = std::numeric_limits<int>::max();
+
+    bool isBounded() const { return highest < std::numeric_limits<int>::max(); }
+};
+
+enum class Needs { Nothing, Box, Capture };
+
 struct Command
 {
     const char* name;
-    const char* arguments; // in brackets what can be left out, with "..." what can be repeated
+    Argument arguments[4]; // those that there are have a name
     const char* help;
-    QVariant (*run)(const Bench&, const Words&); // what the host's operation returned, if it does
-    QStringList (*choices)() = nullptr;          // what the first argument can be
-    bool waits = false;                          // leaves what has happened to a later expect
+    Action (*read)(const Input&);       // throws a CommandError where the words are wrong
+    QStringList (*choices)() = nullptr; // what the first argument can be
+    CommandKind kind = CommandKind::HostCall;
+    Needs needs = Needs::Nothing;
+};
+
+// The words behind a command's name.
+struct Input
+{
+    const Command& command;
+    Words words;
+
+    const QString& operator[](int i) const { return words[i]; }
+    int number(int i) const;
 };
 
 // The climate keys that reach the car, by the host's codes.
@@ -79,222 +110,326 @@ template<const auto& Table> QStringList namesIn()
     return names;
 }
 
-QStringList eventNames()
+// The argument as a number of its range.
+int Input::number(int i) const
 {
-    QStringList names{"rx", "tx"};
-    const QMetaObject& meta = Car::staticMetaObject;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        if (meta.method(i).methodType() == QMetaMethod::Signal)
-            names.append(meta.method(i).name());
-    }
-    return names;
-}
-
-// Where the name stands among the names, or an error that lists them.
-int find(const QString& name, const QStringList& names)
-{
-    const int row = names.indexOf(name);
-    if (row < 0)
-        throw CommandError{QString("unknown \"%1\"; known: %2").arg(name, names.join(", "))};
-    return row;
-}
-
-// Decimal, or hexadecimal behind 0x.
-std::optional<int> numberIn(const QString& text)
-{
-    bool valid = false;
-    const int number = text.toInt(&valid, text.startsWith("0x", Qt::CaseInsensitive) ? 16 : 10);
-    return valid ? std::optional(number) : std::nullopt;
-}
-
-int toNumber(const QString& text)
-{
-    const std::optional<int> number = numberIn(text);
+    const Argument& argument = command.arguments[i];
+    const std::optional<int> number = numberOf(words[i]);
     if (!number)
-        throw CommandError{QString("\"%1\" is no number").arg(text)};
+        throw CommandError{QString("\"%1\" is no number").arg(words[i])};
+    if (*number < argument.lowest || *number > argument.highest)
+        throw CommandError{QString("%1 is %2 to %3, not %4")
+                               .arg(argument.name)
+                               .arg(argument.lowest)
+                               .arg(argument.highest)
+                               .arg(*number)};
     return *number;
 }
 
-QByteArray toBytes(const QString& text)
+// The action of an operation that returns nothing.
+template<typename Operation> Action action(Operation operation)
 {
-    static const QRegularExpression pairs("^([0-9A-Fa-f]{2})+$");
-    if (!pairs.match(text).hasMatch())
-        throw CommandError{
-            QString("\"%1\" is no sequence of bytes; write two hexadecimal digits each").arg(text)};
-    return QByteArray::fromHex(text.toLatin1());
+    return [operation](const Bench& bench) {
+        operation(bench);
+        return QVariant();
+    };
 }
 
-milliseconds toDuration(const QString& text)
+template<void (Car::*Operation)()> Action call(const Input&)
 {
-    const std::optional<milliseconds> time = timeOf(text);
-    if (!time)
-        throw CommandError{
-            QString("\"%1\" is no time; write 500ms or 1.5s, with up to six digits before the point")
-                .arg(text)};
-    return *time;
+    return action([](const Bench& bench) { (bench.service.*Operation)(); });
 }
 
-template<void (Car::*Operation)()> QVariant call(const Bench& bench, const Words&)
+template<void (Car::*Operation)(int)> Action call(const Input& input)
 {
-    (bench.service.*Operation)();
-    return {};
+    return action([a = input.number(0)](const Bench& bench) { (bench.service.*Operation)(a); });
 }
 
-template<void (Car::*Operation)(int)> QVariant call(const Bench& bench, const Words& words)
+template<int (Car::*Operation)(int, int)> Action call(const Input& input)
 {
-    (bench.service.*Operation)(toNumber(words[0]));
-    return {};
+    return [a = input.number(0), b = input.number(1)](const Bench& bench) {
+        return (bench.service.*Operation)(a, b);
+    };
 }
 
-template<int (Car::*Operation)(int, int)> QVariant call(const Bench& bench, const Words& words)
+Action request(const Input& input)
 {
-    return (bench.service.*Operation)(toNumber(words[0]), toNumber(words[1]));
+    if (input.words.size() == 2)
+        return call<&Car::request>(input);
+    const Request& row = requests[placeOf(input[0], namesIn<requests>())];
+    return action([&row](const Bench& bench) { (bench.service.*row.send)(); });
 }
 
-QVariant request(const Bench& bench, const Words& words)
+Action send(const Input& input)
 {
-    if (words.size() == 2)
-        return call<&Car::request>(bench, words);
-    (bench.service.*requests[find(words[0], namesIn<requests>())].send)();
-    return {};
+    return [bytes = bytesOf(input.words.join(QString()))](const Bench& bench) {
+        QByteArray data = bytes;
+        return bench.service.sendAnyData(data);
+    };
 }
 
-QVariant send(const Bench& bench, const Words& words)
+Action climateKey(const Input& input)
 {
-    QByteArray bytes = toBytes(words.join(QString()));
-    return bench.service.sendAnyData(bytes);
+    const bool isCode = numberOf(input[0]).has_value();
+    const int code = isCode ? input.number(0) : climateKeys[placeOf(input[0], namesIn<climateKeys>())].code;
+    const int value = input.words.size() > 1 ? input.number(1) : 1;
+    return [code, value](const Bench& bench) { return bench.service.sendAcKey(code, value); };
 }
 
-QVariant climateKey(const Bench& bench, const Words& words)
+Action camera(const Input& input)
 {
-    const std::optional<int> number = numberIn(words[0]);
-    const int code = number ? *number : climateKeys[find(words[0], namesIn<climateKeys>())].code;
-    return bench.service.sendAcKey(code, toNumber(words.value(1, "1")));
+    const int key = input[0] == "touch" ? 0 : input.number(0);
+    const CameraData at{input.number(1), input.number(2)};
+    return [key, at](const Bench& bench) { return bench.service.sendCameraKey(key, at); };
 }
 
-QVariant camera(const Bench& bench, const Words& words)
+Action radio(const Input& input)
 {
-    const int key = words[0] == "touch" ? 0 : toNumber(words[0]);
-    return bench.service.sendCameraKey(key, CameraData{toNumber(words[1]), toNumber(words[2])});
+    return action([words = input.words](const Bench& bench) {
+        bench.service.onRadioSourceInformation(words[0], words.mid(1), 0);
+    });
 }
 
-QVariant radio(const Bench& bench, const Words& words)
+Action media(const Input& input)
 {
-    bench.service.onRadioSourceInformation(words[0], words.mid(1), 0);
-    return {};
+    return action([source = input.number(0), texts = input.words.mid(1)](const Bench& bench) {
+        bench.service.onRadioSourceInformation({}, texts, source);
+    });
 }
 
-QVariant media(const Bench& bench, const Words& words)
+Action aux(const Input&)
 {
-    const int source = toNumber(words[0]);
-    if (source < 1 || source > 4)
-        throw CommandError{"media sources are 1 to 4"};
-    bench.service.onRadioSourceInformation({}, words.mid(1), source);
-    return {};
-}
-
-QVariant aux(const Bench& bench, const Words&)
-{
-    bench.service.onRadioSourceInformation({}, {}, 5);
-    return {};
+    return action([](const Bench& bench) { bench.service.onRadioSourceInformation({}, {}, 5); });
 }
 
 // With the 12-hour clock the host counts the hours after noon from 13 and marks them with meridiem 3.
-QVariant clock(const Bench& bench, const Words& words)
+Action clock(const Input& input)
 {
     static const QRegularExpression form("^(\\d{1,2}):(\\d{2})$");
-    const auto match = form.match(words[0]);
-    const QString format = words.value(1, "24h");
+    const auto match = form.match(input[0]);
+    const QString format = input.words.value(1, "24h");
     const int hour = match.captured(1).toInt();
     const int minute = match.captured(2).toInt();
-    const bool is24h = find(format, {"24h", "am", "pm"}) == 0;
+    const bool is24h = placeOf(format, {"24h", "am", "pm"}) == 0;
     if (!match.hasMatch() || minute > 59 || (is24h ? hour > 23 : hour < 1 || hour > 12))
-        throw CommandError{QString("no time \"%1 %2\"; write 15:30, or 3:30 pm").arg(words[0], format)};
+        throw CommandError{QString("no time \"%1 %2\"; write 15:30, or 3:30 pm").arg(input[0], format)};
     const bool countsOn = format == "pm" && hour != 12;
     GPSTime time;
     time.hour = static_cast<quint8>(countsOn ? hour + 12 : hour);
     time.minute = static_cast<quint8>(minute);
     time.clockFormat = is24h;
     time.meridiem = countsOn ? 3 : 0;
-    bench.service.GPSTimeSend(time);
-    return {};
+    return action([time](const Bench& bench) {
+        GPSTime sent = time;
+        bench.service.GPSTimeSend(sent);
+    });
 }
 
-QVariant setCarModel(const Bench&, const Words& words)
+Action setCarModel(const Input& input)
 {
-    const int id = toNumber(words[0]);
-    if (id < 0 || id > 65535)
-        throw CommandError{"car models are 0 to 65535"};
-    hostSetup().carModelId = id;
-    return {};
+    return action([id = input.number(0)](const Bench&) { hostSetup().carModelId = id; });
 }
 
-QVariant showState(const Bench& bench, const Words& words)
+boxsim::Simulation* boxInside()
 {
+    auto* line = qobject_cast<BoxLine*>(hostSetup().line);
+    return line ? &line->box() : nullptr;
+}
+
+Action tellBox(const Input& input)
+{
+    const boxsim::Parsed parsed = boxsim::parse(input.words);
+    if (!parsed.statement)
+        throw CommandError{parsed.error};
+    if (parsed.statement->isOfProgram)
+        throw CommandError{QString("\"%1\" has no meaning for a box inside").arg(parsed.statement->syntax)};
+    return action([parsed](const Bench& bench) {
+        if (const QString shown = parsed.answer(*boxInside()); !shown.isEmpty())
+            bench.report.text(shown, "box: ");
+    });
+}
+
+template<void (Playback::*Operation)()> Action control(const Input&)
+{
+    return action([](const Bench& bench) { (bench.playback->*Operation)(); });
+}
+
+Action seek(const Input& input)
+{
+    const std::optional<milliseconds> time = captureTimeOf(input[0]);
+    if (!time)
+        throw CommandError{
+            QString("\"%1\" is no time of the capture; write seconds, as in 12.5").arg(input[0])};
+    return action([time = *time](const Bench& bench) { bench.playback->seek(time); });
+}
+
+Action setSpeed(const Input& input)
+{
+    const std::optional<double> speed = speedOf(input[0]);
+    if (!speed)
+        throw CommandError{"a speed is a number from 0.01 to 1000, or max"};
+    return action([speed = *speed](const Bench& bench) { bench.playback->setSpeed(speed); });
+}
+
+QStringList boxStatements()
+{
+    QStringList names;
+    for (const boxsim::Statement& statement : boxsim::statements())
+        names.append(statement.syntax);
+    return names;
+}
+
+Action showState(const Input& input)
+{
+    QStringList words = input.words;
+    const bool isChanged = words.removeAll("--changed") > 0;
+    const bool isAll = words.removeAll("--all") > 0;
+    const QString topic = words.value(0);
     if (!words.isEmpty())
-        find(words[0], CarState::topics());
-    bench.report.state(bench.car.read(words.value(0)));
-    return {};
+        placeOf(topic, CarState::topics() + QStringList{"--changed", "--all"});
+    if (words.size() > 1)
+        throw CommandError{"one topic at a time, or all"};
+    return action([=](const Bench& bench) {
+        const QVector<Reading> changed = bench.car.takeChanges(topic);
+        bench.report.state(withOrigins(isChanged ? changed : bench.car.read(topic), bench.link, isAll));
+    });
 }
 
-QVariant wait(const Bench& bench, const Words& words)
+Action showLink(const Input&)
 {
-    bench.script.wait(toDuration(words[0]));
-    return {};
+    return action([](const Bench& bench) { bench.report.link(bench.link); });
 }
 
-QVariant expect(const Bench& bench, const Words& words)
+Action wait(const Input& input)
 {
-    const int last = words.size() - 1;
-    if (words[last - 1] != "within")
-        throw CommandError{"an expectation ends with a time, as in within 1s"};
-    Event event{words[0], words.mid(1, last - 2), {}};
-    if (find(event.what, eventNames()) < 2) {
-        event.bytes = toBytes(event.parts.join(QString()));
-        event.parts.clear();
-    }
-    bench.script.expect(event, toDuration(words[last]));
-    return {};
+    return action([time = durationOf(input[0])](const Bench& bench) { bench.script.wait(time); });
 }
 
-QVariant quit(const Bench& bench, const Words&)
+Action expect(const Input& input)
 {
-    bench.script.end(CleanEnd);
-    return {};
+    const Expectation expected = readExpectation(input.words);
+    return action([expected](const Bench& bench) {
+        const CarState& car = bench.car;
+        const auto state = [&car, topic = expected.topic] { return car.read(topic); };
+        bench.script.expect(expected, expected.topic.isEmpty() ? Script::ReadState() : state);
+    });
 }
 
-QVariant help(const Bench& bench, const Words& words);
+Action quit(const Input&)
+{
+    return action([](const Bench& bench) { bench.script.end(CleanEnd); });
+}
+
+Action help(const Input& input);
 QStringList commandNames();
 
 constexpr Command commands[] = {
-    {"start", "", "announce the head unit to the CAN box and send the start-up settings", call<&Car::start>},
-    {"stop", "", "take leave of the CAN box and close the line", call<&Car::stop>},
-    {"request", "WHAT [VALUE]", "ask the CAN box for its frames, or the service for a numbered item", request,
+    {"start", {}, "announce the head unit to the CAN box and send the start-up settings", call<&Car::start>},
+    {"stop", {}, "take leave of the CAN box and close the line", call<&Car::stop>},
+    {"request",
+     {{"WHAT"}, {"[VALUE]"}},
+     "ask the CAN box for its frames, or the service for a numbered item",
+     request,
      namesIn<requests>},
-    {"ac", "KEY [VALUE]", "press a climate key, by its name or the host's code", climateKey,
+    {"ac",
+     {{"KEY", 0, 34}, {"[VALUE]"}},
+     "press a climate key, by its name or the host's code",
+     climateKey,
      namesIn<climateKeys>},
-    {"unit", "ITEM", "switch a unit to its next value; item 0 is the fuel consumption's",
+    {"unit",
+     {{"ITEM"}},
+     "switch a unit to its next value; item 0 is the fuel consumption's",
      call<&Car::setUnitCmd>},
-    {"position", "VALUE", "set the driving position", call<&Car::setCanDrivingPosition>},
-    {"camera", "KEY X Y", "touch the camera picture; KEY is touch, or the host's code", camera},
-    {"radio", "BAND FREQUENCY [STATION]", "show the radio's texts on the instrument cluster", radio},
-    {"media", "SOURCE [TITLE] [ARTIST] [ALBUM]", "show a track's texts on the instrument cluster", media},
-    {"aux", "", "show on the instrument cluster that AUX is heard", aux},
-    {"clock", "HH:MM [24h|am|pm]", "set the car's clock", clock},
-    {"car-model", "ID", "change the car model that the head unit is set up for", setCarModel},
-    {"car-setting", "ITEM VALUE", "change a setting of the car", call<&Car::sendCarSettingKey>},
-    {"setting", "ITEM VALUE", "change a setting of the service", call<&Car::setSettings>},
-    {"driving-page", "PAGE", "choose the page of the driving data", call<&Car::setDrivingDataPage>},
-    {"language", "", "tell the car the head unit's language", call<&Car::sendLangCode>},
-    {"send", "HEX...", "write bytes to the line as they are", send},
-    {"state", "[TOPIC]", "show how the car is", showState, CarState::topics},
-    {"wait", "TIME", "hold the next command back, as in wait 500ms", wait, nullptr, true},
-    {"expect", "EVENT... within TIME",
-     "wait for a signal, as in expect acStatusChanged ac=true within 1s,\n"
-     "    or for bytes, as in expect tx 2E8101017C within 500ms; fail if it does not come",
-     expect, eventNames, true},
-    {"help", "[COMMAND]", "show the commands, or all about one of them", help, commandNames},
-    {"quit", "", "end canbench", quit},
+    {"position", {{"VALUE"}}, "set the driving position", call<&Car::setCanDrivingPosition>},
+    {"camera", {{"KEY"}, {"X"}, {"Y"}}, "touch the camera picture; KEY is touch, or the host's code", camera},
+    {"radio",
+     {{"BAND"}, {"FREQUENCY"}, {"[STATION]"}},
+     "show the radio's texts on the instrument cluster",
+     radio},
+    {"media",
+     {{"SOURCE", 1, 4}, {"[TITLE]"}, {"[ARTIST]"}, {"[ALBUM]"}},
+     "show a track's texts on the instrument cluster",
+     media},
+    {"aux", {}, "show on the instrument cluster that AUX is heard", aux},
+    {"clock", {{"HH:MM"}, {"[24h|am|pm]"}}, "set the car's clock", clock},
+    {"car-model", {{"ID", 0, 65535}}, "change the car model that the head unit is set up for", setCarModel},
+    {"car-setting", {{"ITEM"}, {"VALUE"}}, "change a setting of the car", call<&Car::sendCarSettingKey>},
+    {"setting", {{"ITEM"}, {"VALUE"}}, "change a setting of the service", call<&Car::setSettings>},
+    {"driving-page", {{"PAGE"}}, "choose the page of the driving data", call<&Car::setDrivingDataPage>},
+    {"language", {}, "tell the car the head unit's language", call<&Car::sendLangCode>},
+    {"send", {{"HEX..."}}, "write bytes to the line as they are", send},
+    {"box",
+     {{"STATEMENT..."}},
+     "have the simulated box inside do something, as in box door front-left open",
+     tellBox,
+     boxStatements,
+     CommandKind::Own,
+     Needs::Box},
+    {"pause",
+     {},
+     "let the capture stand",
+     control<&Playback::pause>,
+     nullptr,
+     CommandKind::Own,
+     Needs::Capture},
+    {"resume",
+     {},
+     "let the capture go on",
+     control<&Playback::resume>,
+     nullptr,
+     CommandKind::Own,
+     Needs::Capture},
+    {"seek",
+     {{"TIME"}},
+     "go to a time of the capture, as in seek 12.5; back there with a fresh plug-in",
+     seek,
+     nullptr,
+     CommandKind::Own,
+     Needs::Capture},
+    {"speed",
+     {{"FACTOR"}},
+     "play the capture so many times as fast as it was, or max",
+     setSpeed,
+     nullptr,
+     CommandKind::Own,
+     Needs::Capture},
+    {"step",
+     {},
+     "play the capture's next frame",
+     control<&Playback::step>,
+     nullptr,
+     CommandKind::Own,
+     Needs::Capture},
+    {"state",
+     {{"[TOPIC]"}, {"[--changed]"}, {"[--all]"}},
+     "show how the car is, and how long ago a frame told so; only what has changed since the last look;\n"
+     "    also what no frame of the protocol carries",
+     showState,
+     CarState::topics,
+     CommandKind::Own},
+    {"link",
+     {},
+     "show what the line has carried, and what is wrong with it",
+     showLink,
+     nullptr,
+     CommandKind::Own},
+    {"wait", {{"TIME"}}, "hold the next command back, as in wait 500ms", wait, nullptr, CommandKind::Waiting},
+    {"expect",
+     {{"EVENT..."}, {"within"}, {"TIME"}},
+     "wait for a signal, as in expect acStatusChanged ac=true fan>=3 within 1s,\n"
+     "    for a state, as in expect state doors leftFrontDoorOpen=true within 2s,\n"
+     "    or for bytes, as in expect tx 2E8101017C within 500ms; fail if it does not come.\n"
+     "    expect no EVENT... for TIME fails if it comes",
+     expect,
+     expectableNames,
+     CommandKind::Waiting},
+    {"help",
+     {{"[COMMAND]"}},
+     "show the commands, or all about one of them",
+     help,
+     commandNames,
+     CommandKind::Own},
+    {"quit", {}, "end canbench", quit, nullptr, CommandKind::Own},
 };
 
 QStringList commandNames()
@@ -302,46 +437,100 @@ QStringList commandNames()
     return namesIn<commands>();
 }
 
-QString usage(const Command& command)
+Words argumentsOf(const Command& command)
 {
-    return QString("%1 %2").arg(command.name, command.arguments).trimmed();
+    Words names;
+    for (const Argument& argument : command.arguments) {
+        if (argument.name)
+            names.append(argument.name);
+    }
+    return names;
 }
 
-QVariant help(const Bench& bench, const Words& words)
+QString usage(const Command& command)
 {
-    QStringList lines;
-    if (words.isEmpty()) {
+    return (command.name + (' ' + argumentsOf(command).join(' '))).trimmed();
+}
+
+Words helpOn(const Command& command)
+{
+    Words lines{usage(command), QString("    ") + command.help};
+    for (const Argument& argument : command.arguments) {
+        if (argument.name && argument.isBounded())
+            lines.append(
+                QString("    %1: %2 to %3").arg(argument.name).arg(argument.lowest).arg(argument.highest));
+    }
+    return lines;
+}
+
+Action help(const Input& input)
+{
+    Words lines;
+    if (input.words.isEmpty()) {
         for (const Command& command : commands)
-            lines.append(usage(command) + "\n    " + command.help);
+            lines += helpOn(command);
     } else {
-        const Command& command = commands[find(words[0], commandNames())];
-        lines.append(usage(command) + "\n    " + command.help);
+        const Command& command = commands[placeOf(input[0], commandNames())];
+        lines = helpOn(command);
         if (command.choices)
             lines.append("    known: " + command.choices().join(", "));
     }
-    bench.report.text(lines.join('\n'));
-    return {};
+    return action([text = lines.join('\n')](const Bench& bench) { bench.report.text(text); });
 }
 
-void checkCount(const Command& command, const Words& words)
+void checkCount(const Input& input)
 {
-    const QStringList arguments = QString(command.arguments).split(' ', Qt::SkipEmptyParts);
-    const int least = arguments.size() - arguments.filter("[").size();
-    const bool open = !arguments.filter("...").isEmpty();
-    if (words.size() < least || (words.size() > arguments.size() && !open))
-        throw CommandError{"usage: " + usage(command)};
+    const Words arguments = argumentsOf(input.command);
+    const int count = input.words.size();
+    const bool isOpen = !arguments.filter("...").isEmpty();
+    if (count < arguments.size() - arguments.filter("[").size() || (count > arguments.size() && !isOpen))
+        throw CommandError{"usage: " + usage(input.command)};
+}
+
+// The command of a line, and the words behind it.
+Input inputOf(const QString& line)
+{
+    Words words = wordsOf(line);
+    const QString name = words.isEmpty() ? line : words.takeFirst();
+    return {commands[placeOf(name, commandNames())], words};
+}
+
+// Reads a whole command line, for a bench that has this beside the service.
+Action read(const Input& input, BenchParts has)
+{
+    checkCount(input);
+    if (input.command.needs == Needs::Box && !has.box)
+        throw CommandError{"no simulated box is inside; canbench has one without --port"};
+    if (input.command.needs == Needs::Capture && !has.capture)
+        throw CommandError{"no capture is played; --replay plays one"};
+    return input.command.read(input);
 }
 
 } // namespace
 
+CommandKind kindOf(const QString& line)
+{
+    return inputOf(line).command.kind;
+}
+
 void execute(const Bench& bench, const QString& line)
 {
-    Words words = wordsOf(line);
-    const Command& command = commands[find(words.isEmpty() ? line : words.takeFirst(), commandNames())];
-    checkCount(command, words);
-    if (!command.waits)
-        bench.script.clearEvents();
-    const QVariant result = command.run(bench, words);
+    const Input input = inputOf(line);
+    const Action run = read(input, {boxInside() != nullptr, bench.playback != nullptr});
+    const QVariant result = run(bench);
     if (result.isValid())
-        bench.report.result(command.name, result);
+        bench.report.result(input.command.name, result);
+}
+
+QStringList mistakesIn(const ScriptFile& script, BenchParts has)
+{
+    QStringList mistakes;
+    for (const ScriptFile::Line& line : script.commands()) {
+        try {
+            read(inputOf(line.text), has);
+        } catch (const CommandError& error) {
+            mistakes.append(QString("%1:%2: %3").arg(script.name).arg(line.number).arg(error.text));
+        }
+    }
+    return mistakes;
 }

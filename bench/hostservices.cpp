@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 #include <QSettings>
 #include <QTranslator>
 
@@ -27,11 +28,18 @@ void selectLanguage(const QString& language)
     QCoreApplication::installTranslator(translator);
 }
 
+// Texts are kept, since the plug-in asks again and again and the language stays.
 QString Translator::translate(int id)
 {
-    const QByteArray key = QByteArray::number(id);
-    const QString text = qtTrId(key.constData());
-    return text == QLatin1String(key) ? "#" + text : text;
+    static QHash<int, QString> texts;
+    QString& text = texts[id];
+    if (text.isNull()) {
+        const QByteArray key = QByteArray::number(id);
+        text = qtTrId(key.constData());
+        if (text == QLatin1String(key))
+            text.prepend('#');
+    }
+    return text;
 }
 
 int CanBusManager::getCarModelId()

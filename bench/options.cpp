@@ -4,26 +4,37 @@
 #include "hostsetup.h"
 #include "languages.h"
 #include "note.h"
+#include "screen.h"
+#include "virtualclock.h"
+#include "words.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr char Description[] =
     R"(The bench head unit: loads a CAN service plug-in as the head unit does, shows what it announces and hands it
-commands. Signals, states and answers go to standard output, everything else to standard error. Commands are read
-from standard input; "help" lists them.
+commands. Its line is a simulated CAN box inside canbench, with --port a real one, with --replay a capture. Signals,
+states and answers go to standard output, everything else to standard error. Commands are read from standard input;
+"help" lists them.
 
 Exit codes:
   0  end of input, quit, SIGINT, SIGTERM or SIGHUP
-  1  an expectation of a script was not met, or a --script was interrupted
+  1  an expectation of a script was not met, a --script was interrupted, or --check has found a difference
   2  wrong arguments, or a file of theirs that cannot be used
   3  the plug-in cannot be loaded
-  4  the device has been away for longer than --give-up
+  4  the device cannot be opened, or has been away for longer than --give-up
   5  a script holds a command that cannot be carried out
   6  standard output or the capture can no longer be written)";
+
+constexpr int OwnCarModel = 153; // of the simulated box inside
+constexpr int NoCarModelIndex = 255;
 
 // Ends the program over arguments that cannot be used.
 [[noreturn]] void refuse(const QString& text)
@@ -57,10 +68,24 @@ QList<QCommandLineOption> knownOptions()
     return {
         {{"h", "help"}, "Show this help."},
         {"version", "Show the version."},
-        {"port", "The serial device that is wired to the CAN box; needed.", "device"},
-        {"car-model", "The id of the car model, 0 to 65535; needed.", "id"},
+        {"port", "The serial device that is wired to a CAN box, instead of a simulated box inside.",
+         "device"},
+        {"replay", "A capture that is played, instead of a box; - is standard input.", "file"},
+        {"speed", "How fast a capture is played: 0.01 to 1000 times as fast as it was, or max; 1 by default.",
+         "factor", "1"},
+        {"from", "Play up to this time at once, and show what comes then.", "seconds"},
+        {"to", "End at this time of the capture.", "seconds"},
+        {"loop", "Play it so often, each time with a fresh plug-in; for ever without a number.", "times"},
+        {"skip-gaps", "Pass a longer time without a record at once.", "seconds"},
+        {"step", "Play the next frame at each press of the return key."},
+        {"check", "Compare what the head unit sends with what it sent in the capture."},
+        {"lenient", "Leave out the damaged lines of a capture instead of ending at the first."},
+        {"car-model",
+         "The id of the car model, 0 to 65535; needed with --port. A box inside has 153, a capture its own.",
+         "id"},
         {"car-model-index",
-         "The car model index for the CAN box, 0 to 254; 255, the default, announces none.", "index", "255"},
+         "The car model index for the CAN box, 0 to 254; 255, the default but for a capture, announces none.",
+         "index"},
         {"settings-root",
          "The directory that stands for the head unit's root file system; otherwise the sample of canbench.",
          "directory"},
@@ -68,26 +93,197 @@ QList<QCommandLineOption> knownOptions()
          "file"},
         {"language", "The language of units and labels: " + languages().join(", ") + "; en by default.",
          "language", "en"},
-        {"trace", "Show the raw bytes of both directions."},
+        {"trace", "Show the bytes of both directions, and the frames in them."},
         {"log", "Show the plug-in's log lines."},
-        {"json", "Write one JSON object a line."},
-        {"record", "Write the raw bytes of both directions to a capture file.", "file"},
+        {"watch", "Show the line, the car and the last events on the whole terminal. F1 tells the keys."},
+        {"json",
+         "Write one JSON object a line. Commands from a pipe are then answered one by one, and a wrong one "
+         "ends nothing."},
+        {"record",
+         "Write the raw bytes of both directions and the host's calls to a capture; its name may hold "
+         "codes of the time, as %F; - is standard output. SIGUSR1 opens it anew.",
+         "file"},
+        {"overwrite", "Replace a capture that exists."},
         {"purpose", "What the capture's header says about its purpose.", "text", "recorded by canbench"},
         {"give-up",
          "End when the device has been away for so long, up to 86400; 300 by default, 0 waits for ever.",
-         "seconds", "300"},
-        {"script", "Run the commands of a file instead of standard input's.", "file"},
+         "seconds"},
+        {"clock",
+         "real, or virtual: time passes only while a command waits or bytes are on the line, and as fast as "
+         "the work is done. virtual is the default for a box inside with --script or piped commands.",
+         "clock"},
+        {"script",
+         "Run the commands of a file instead of standard input's; - is standard input as a script. It is "
+         "checked before anything happens. Given more than once, each has a fresh plug-in and box.",
+         "file"},
+        {"check-script", "Only check each --script."},
+        {"wait", "Wait for a device that cannot be opened, as a session at a terminal does."},
     };
 }
 
+constexpr double RealTime = -1;
+
+// How many seconds of the clock pass in a real one, 0 where that is not bounded. With a box inside time is
+// virtual, unless somebody sits there.
+double paceOf(const QCommandLineParser& parser)
+{
+    if (parser.isSet("replay"))
+        return parser.isSet("step") ? 0 : speedOf(parser.value("speed")).value_or(RealTime);
+    const bool isPlain = !parser.isSet("watch") && (parser.isSet("script") || !isatty(STDIN_FILENO));
+    const bool isVirtual = parser.isSet("clock") ? parser.value("clock") == "virtual" : isPlain;
+    return isVirtual && !parser.isSet("port") ? 0 : RealTime;
+}
+
+void checkClock(const QCommandLineParser& parser)
+{
+    const QString clock = parser.isSet("clock") ? parser.value("clock") : "real";
+    if (clock != "real" && clock != "virtual")
+        refuse("--clock is real or virtual");
+    if (clock == "virtual" && parser.isSet("port"))
+        refuse("--clock virtual needs a simulated box inside, not --port");
+    if (parser.isSet("clock") && parser.isSet("replay"))
+        refuse("--speed is the clock of --replay; max is virtual time");
+    if (!speedOf(parser.value("speed")))
+        refuse("--speed is a number from 0.01 to 1000, or max");
+}
+
+// Whether there is something that is no serial device. It is not opened, since that moves a real one's
+// control lines; the kernel names the kind of those that are no pseudo-terminals.
+bool isNoSerialDevice(const QString& path)
+{
+    struct stat status = {};
+    if (stat(QFile::encodeName(path).constData(), &status) != 0)
+        return false;
+    const QFileInfo kind(
+        QString("/sys/dev/char/%1:%2/subsystem").arg(major(status.st_rdev)).arg(minor(status.st_rdev)));
+    return !S_ISCHR(status.st_mode) || (kind.exists() && QFileInfo(kind.symLinkTarget()).fileName() != "tty");
+}
+
+void checkLine(const QCommandLineParser& parser)
+{
+    if (parser.isSet("port") && parser.isSet("replay"))
+        refuse("--port and --replay exclude each other");
+    if (parser.isSet("port") && isNoSerialDevice(parser.value("port")))
+        refuse(parser.value("port") + " is no serial device");
+    if (parser.isSet("wait") && !parser.isSet("port"))
+        refuse("--wait goes with --port");
+    if (parser.isSet("port") && !parser.isSet("car-model"))
+        refuse("--port needs --car-model, the model of the car at its other end");
+    for (const char* option : {"speed", "lenient", "check", "from", "to", "loop", "skip-gaps", "step"}) {
+        if (parser.isSet(option) && !parser.isSet("replay"))
+            refuse(QString("--%1 goes with --replay").arg(option));
+    }
+    if (parser.isSet("loop") && (parser.isSet("check") || parser.value("replay") == "-"))
+        refuse("--loop excludes --check and standard input");
+    if (parser.isSet("step") && parser.isSet("speed"))
+        refuse("--step and --speed exclude each other");
+    checkClock(parser);
+}
+
+void checkFiles(const QCommandLineParser& parser)
+{
+    const QString replayed = parser.value("replay");
+    const QFileInfo recorded(parser.value("record"));
+    const QStringList scripts = parser.values("script");
+    if (scripts.count("-") + (replayed == "-" ? 1 : 0) > 1)
+        refuse("standard input can be read by one --script or --replay only");
+    if (scripts.size() > 1 && (replayed == "-" || parser.isSet("record")))
+        refuse("more than one --script excludes --record, and --replay of standard input");
+    if (parser.isSet("check-script") && scripts.isEmpty())
+        refuse("--check-script goes with --script");
+    if (recorded.exists() && recorded == QFileInfo(replayed))
+        refuse("--record would replace the capture that is played");
+    if (parser.isSet("overwrite") && !parser.isSet("record"))
+        refuse("--overwrite goes with --record");
+}
+
+// Standard input and output are its terminal.
+void checkWatch(const QCommandLineParser& parser)
+{
+    if (!parser.isSet("watch"))
+        return;
+    if (parser.isSet("json"))
+        refuse("--watch and --json exclude each other");
+    if (parser.values("script").size() > 1)
+        refuse("--watch goes with one --script");
+    for (const char* option : {"replay", "record", "script"}) {
+        if (parser.value(option) == "-")
+            refuse(QString("--watch needs the terminal, which --%1 - would take").arg(option));
+    }
+    if (const QString lack = Screen::refusal(); !lack.isEmpty())
+        refuse("--watch needs " + lack);
+}
+
+// The time of the capture that an option tells; nothing where it is not given.
+std::optional<std::chrono::nanoseconds> captureTime(const QCommandLineParser& parser, const QString& option)
+{
+    if (!parser.isSet(option))
+        return std::nullopt;
+    const std::optional<std::chrono::milliseconds> time = captureTimeOf(parser.value(option));
+    if (!time)
+        refuse(QString("--%1 needs a time in seconds").arg(option));
+    return time;
+}
+
+Playback::Options playbackOptions(const QCommandLineParser& parser)
+{
+    using std::chrono::nanoseconds;
+    Playback::Options options;
+    options.from = captureTime(parser, "from").value_or(nanoseconds::zero());
+    options.to = captureTime(parser, "to");
+    options.longestGap = captureTime(parser, "skip-gaps");
+    if (parser.isSet("loop"))
+        options.passes = number(parser, "loop", 0, 1000000);
+    options.steps = parser.isSet("step");
+    if (options.to && *options.to < options.from)
+        refuse("--to lies before --from");
+    return options;
+}
+
+// An option whose value may be left out is one that the parser does not know.
+QStringList withLoopCount(QStringList arguments)
+{
+    const int at = arguments.indexOf("--loop");
+    bool isNumber = false;
+    arguments.value(at + 1).toInt(&isNumber);
+    if (at > 0 && !isNumber)
+        arguments[at] += "=0";
+    return arguments;
+}
+
+// What is given for the car: its model and its index.
+void readCar(const QCommandLineParser& parser, HostSetup& setup)
+{
+    if (parser.isSet("car-model"))
+        setup.carModelId = number(parser, "car-model", 0, 65535);
+    else if (!parser.isSet("replay"))
+        setup.carModelId = OwnCarModel;
+    if (parser.isSet("car-model-index"))
+        setup.carModelIndex = number(parser, "car-model-index", 0, 255);
+    else if (!parser.isSet("replay"))
+        setup.carModelIndex = NoCarModelIndex;
+}
+
 } // namespace
+
+VirtualClock* clockFor(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    parser.addOptions(knownOptions());
+    const double pace = parser.parse(withLoopCount(arguments)) ? paceOf(parser) : RealTime;
+    if (pace == RealTime)
+        return nullptr;
+    auto* clock = new VirtualClock(VirtualClock::StandsUnclaimed);
+    clock->setPace(pace);
+    return clock;
+}
 
 Options readOptions(const QStringList& arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(Description);
     parser.addOptions(knownOptions());
-    if (!parser.parse(arguments))
+    if (!parser.parse(withLoopCount(arguments)))
         refuse(parser.errorText().chopped(1)); // its full stop
     if (parser.isSet("help"))
         parser.showHelp();
@@ -101,19 +297,32 @@ Options readOptions(const QStringList& arguments)
     }
     if (parser.value("purpose").contains('\n'))
         refuse("--purpose is one line");
-    if (!parser.isSet("port") || !parser.isSet("car-model"))
-        refuse("--port and --car-model are needed");
+    checkLine(parser);
+    checkFiles(parser);
+    checkWatch(parser);
     if (!languages().contains(parser.value("language")))
         refuse("--language is one of " + languages().join(", "));
     HostSetup& setup = hostSetup();
-    setup.device = QFileInfo(parser.value("port")).absoluteFilePath();
-    setup.carModelId = number(parser, "car-model", 0, 65535);
-    setup.carModelIndex = number(parser, "car-model-index", 0, 255);
-    setup.giveUp = std::chrono::seconds(number(parser, "give-up", 0, 86400));
+    if (parser.isSet("port"))
+        setup.device = QFileInfo(parser.value("port")).absoluteFilePath();
+    readCar(parser, setup);
+    if (parser.isSet("give-up"))
+        setup.giveUp = std::chrono::seconds(number(parser, "give-up", 0, 86400));
+    setup.waitsForDevice = parser.isSet("wait") || (!parser.isSet("script") && isatty(STDIN_FILENO));
     setup.settingsRoot = parser.isSet("settings-root") ? parser.value("settings-root")
                                                        : findNear({"settings", "../share/canbench/settings"});
     setup.pluginPath = parser.isSet("plugin") ? QFileInfo(parser.value("plugin")).absoluteFilePath()
                                               : findNear({PLUGIN_PLACES});
-    return {parser.value("language"), parser.value("script"), parser.value("record"), parser.value("purpose"),
-            parser.isSet("json"),     parser.isSet("trace"),  parser.isSet("log")};
+    return {parser.value("language"),
+            parser.values("script"),
+            parser.isSet("check-script"),
+            {parser.value("record"), parser.value("purpose"), parser.isSet("overwrite")},
+            parser.value("replay"),
+            parser.isSet("lenient"),
+            parser.isSet("check"),
+            playbackOptions(parser),
+            parser.isSet("json"),
+            parser.isSet("trace"),
+            parser.isSet("log"),
+            parser.isSet("watch")};
 }

@@ -1,18 +1,31 @@
 #pragma once
 
-#include <QString>
+#include "playback.h"
+
+#include <QStringList>
+
+class VirtualClock;
 
 /// What the command line asks for beside the HostSetup.
 struct Options
 {
     QString language;
-    QString script;  ///< a file of commands; empty for standard input
-    QString record;  ///< the capture file to write; empty for none
-    QString purpose; ///< what the capture says about itself
+    QStringList scripts; ///< files of commands, "-" for standard input as a script; none for standard input
+    bool checksScripts;  ///< they are read and checked, and that is all
+    CaptureOptions capture; ///< what is recorded
+    QString replay;         ///< the capture that is the line; "-" for standard input, empty for none
+    bool lenient;           ///< what is damaged in it is left out
+    bool check;             ///< what the head unit sends is compared with it
+    Playback::Options playback;
     bool json;
     bool trace;
     bool log;
+    bool watch; ///< the session is shown on the whole terminal
 };
+
+/// The clock that the command line asks for; nullptr stands for real time in Qt's own event loop. It is asked
+/// before there is an application object. What is wrong with the arguments is left to readOptions().
+VirtualClock* clockFor(const QStringList& arguments);
 
 /// Reads the command line and fills hostSetup(). Ends the program where it asks for help or cannot be used.
 Options readOptions(const QStringList& arguments);

@@ -4,19 +4,41 @@
 
 #include <QFile>
 
+#include <limits>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
-constexpr std::size_t EventLimit = 1000; // of what has happened, the oldest is forgotten
-
-QString toText(const Event& event)
+bool isCommand(const QString& line)
 {
-    const QString detail = event.parts.join(", ") + event.bytes.toHex().toUpper();
-    return detail.isEmpty() ? event.what : event.what + ' ' + detail;
+    return !line.isEmpty() && !line.startsWith('#');
 }
 
 } // namespace
+
+ScriptFile ScriptFile::read(const QString& file)
+{
+    QFile script(file);
+    const bool isOpen =
+        file == "-" ? script.open(stdin, QIODevice::ReadOnly) : script.open(QIODevice::ReadOnly);
+    const QByteArray text = isOpen ? script.readAll() : QByteArray();
+    const bool isRead = script.error() == QFile::NoError;
+    return {file == "-" ? "standard input" : file, text, isRead ? QString() : script.errorString()};
+}
+
+QVector<ScriptFile::Line> ScriptFile::commands() const
+{
+    QVector<Line> commands;
+    int number = 0;
+    for (const QByteArray& line : text.split('\n')) {
+        const QString command = QString::fromUtf8(line).trimmed();
+        ++number;
+        if (isCommand(command))
+            commands.append({number, command});
+    }
+    return commands;
+}
 
 Script::Script(std::function<void(const QString&)> execute)
     : m_execute(std::move(execute))
@@ -25,20 +47,17 @@ Script::Script(std::function<void(const QString&)> execute)
     connect(&m_pause, &QTimer::timeout, this, &Script::resume);
 }
 
-QString Script::readFile(const QString& file)
+void Script::take(const ScriptFile& file)
 {
-    QFile script(file);
-    if (!script.open(QIODevice::ReadOnly))
-        return script.errorString();
-    m_origin = file;
-    m_input = script.readAll();
+    m_origin = file.name;
+    m_input = file.text;
     m_inputEnded = true;
     wait(std::chrono::milliseconds::zero());
-    return {};
 }
 
-void Script::readStandardInput()
+void Script::readStandardInput(bool answersMistakes)
 {
+    m_answersMistakes = answersMistakes;
     m_origin = isatty(STDIN_FILENO) ? QString() : "standard input";
     m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &Script::readSome);
@@ -62,97 +81,126 @@ void Script::run()
         if (end < 0 && !(m_inputEnded && !m_input.isEmpty()))
             break;
         const int size = end < 0 ? m_input.size() : end;
-        const QString line = QString::fromUtf8(m_input.left(size)).trimmed();
+        QString line = QString::fromUtf8(m_input.left(size)).trimmed();
         m_input.remove(0, size + 1);
         ++m_line;
-        if (line.isEmpty() || line.startsWith('#'))
+        if (line.isEmpty())
+            line = emptyLine;
+        if (!isCommand(line))
             continue;
+        settle();
+        m_command = line;
         try {
             m_execute(line);
         } catch (const CommandError& error) {
             fail(BadCommand, error.text);
         }
+        if (!m_pause.isActive())
+            conclude();
     }
-    if (m_inputEnded && m_input.isEmpty() && !m_pause.isActive())
+    if (m_inputEnded && m_input.isEmpty() && !m_pause.isActive() && !(m_outlastsInput && m_notifier)) {
+        settle();
         end(CleanEnd);
+    }
     if (m_notifier) // what comes during a pause waits outside
         m_notifier->setEnabled(!m_inputEnded && !m_pause.isActive());
+}
+
+void Script::finish()
+{
+    m_outlastsInput = false;
+    m_inputEnded = true;
+    run();
+}
+
+void Script::hold()
+{
+    wait(std::chrono::milliseconds(std::numeric_limits<int>::max()));
 }
 
 void Script::wait(std::chrono::milliseconds duration)
 {
     m_pause.start(duration);
+    m_claim.set(true);
 }
 
-void Script::expect(const Event& event, std::chrono::milliseconds limit)
+void Script::expect(const Expectation& expected, ReadState state)
 {
-    m_expected = event;
-    m_expecting = !takeExpected(m_events.begin());
+    m_expected = expected;
+    m_state = std::move(state);
+    m_nearestState.reset();
+    m_hasCome = isMet(false);
+    m_expecting = !m_hasCome || expected.isAbsence;
     if (m_expecting)
-        m_pause.start(limit);
+        wait(m_hasCome ? std::chrono::milliseconds::zero() : expected.limit);
 }
 
-void Script::add(const Event& event)
+void Script::add(Event event)
 {
-    if (m_events.size() == EventLimit)
-        m_events.pop_front();
-    m_events.push_back(event);
-    if (!m_expecting || event.what != m_expected.what)
+    event.time = age();
+    m_history.add(event);
+    const bool isNews = !m_state || event.bytes.isEmpty(); // a state changes with signals
+    if (!m_expecting || m_hasCome || !isNews || !isMet(true))
         return;
-    // What was there before did not match: only its last bytes can belong to a match.
-    auto from = m_events.end() - 1;
-    for (int missing = m_expected.bytes.size() - 1; missing > 0 && from != m_events.begin();) {
-        --from;
-        missing -= from->what == event.what ? from->bytes.size() : 0;
-    }
-    if (!takeExpected(from))
-        return;
-    m_expecting = false;
+    m_hasCome = true;
     wait(std::chrono::milliseconds::zero()); // the next command must not run inside the service's signal
 }
 
-// Bytes are looked for in everything that one direction carried, wherever the chunks' boundaries lie.
-bool Script::takeExpected(std::deque<Event>::iterator from)
+// Whether it is there, or has come with the newest event.
+bool Script::isMet(bool isNew)
 {
-    QByteArray bytes;
-    for (auto i = from; i != m_events.end(); ++i) {
-        Event& event = *i;
-        if (event.what != m_expected.what)
-            continue;
-        bytes.append(event.bytes);
-        const int at = bytes.indexOf(m_expected.bytes);
-        const auto shown = [&event](const QString& part) { return event.parts.contains(part); };
-        if (at < 0 || !std::all_of(m_expected.parts.begin(), m_expected.parts.end(), shown))
-            continue;
-        event.bytes = bytes.mid(at + m_expected.bytes.size());
-        m_events.erase(m_events.begin(), event.bytes.isEmpty() ? i + 1 : i);
-        return true;
+    return m_state ? isStateMet() : m_history.meets(m_expected, isNew);
+}
+
+bool Script::isStateMet()
+{
+    Event state{m_expected.what + ' ' + m_expected.topic, {}, {}, age()};
+    for (const Reading& reading : m_state()) {
+        const auto isExpected = [&](const Condition& condition) { return condition.name == reading.name; };
+        if (std::any_of(m_expected.conditions.begin(), m_expected.conditions.end(), isExpected))
+            state.readings.append(reading);
     }
-    return false;
+    if (!m_nearestState || m_expected.holding(state.readings) >= m_expected.holding(m_nearestState->readings))
+        m_nearestState = state;
+    return m_expected.isMetBy(state.readings);
 }
 
 void Script::resume()
 {
+    m_claim.set(false);
     if (m_expecting) {
         m_expecting = false;
-        QString text = "expected " + toText(m_expected) + " in vain";
-        for (const Event& event : m_events)
-            text += "\n    " + toText(event);
-        fail(ExpectationFailed, text + (m_events.empty() ? "; nothing came" : ""));
+        const bool hasCome = m_hasCome || (m_state && isStateMet());
+        if (hasCome == m_expected.isAbsence)
+            fail(
+                ExpectationFailed,
+                failureText(m_expected, m_state ? m_nearestState : m_history.nearest(m_expected), m_history));
     }
+    conclude();
     run();
 }
 
 void Script::fail(ExitCode code, const QString& text)
 {
+    conclude(code, text);
     if (m_origin.isEmpty())
         return note(text);
+    if (m_answersMistakes)
+        return;
     note(QString("%1:%2: %3").arg(m_origin).arg(m_line).arg(text));
     end(code);
 }
 
+void Script::conclude(ExitCode code, const QString& reason)
+{
+    if (const QString command = std::exchange(m_command, {}); !command.isEmpty())
+        answer(command, m_line, code, reason);
+}
+
 void Script::interrupt()
 {
+    if (std::exchange(m_isInterrupted, true)) // the signal stays pending
+        return;
     m_notifier ? end(CleanEnd) : fail(ExpectationFailed, "interrupted");
 }
 

@@ -1,5 +1,6 @@
 #include "workloads.h"
 
+#include "description.h"
 #include "idealparser.h"
 #include "nullhost.h"
 
@@ -22,20 +23,21 @@ void receive(const QByteArray& chunk)
     emit host().port->read(chunk);
 }
 
-// Each frame type with two payloads that differ in what the decoder reads. A key frame that repeats a press
+// Each frame type with two payloads that differ in what the decoder reads; one of the protocol's description
+// that is not listed has zeros and mixed bits. A key frame that repeats a press
 // changes nothing; press and release change the key's state.
 struct FrameType
 {
     int type;
-    const char* name;
+    QByteArray name;
     QByteArray payload;
     QByteArray changed;
 };
 
-const std::vector<FrameType>& frameTypes()
+std::vector<FrameType> frameTypes()
 {
     const auto hex = [](const char* text) { return QByteArray::fromHex(text); };
-    static const std::vector<FrameType> all{
+    std::vector<FrameType> all{
         {0x1D, "front radar", hex("01020304"), hex("05040302")},
         {0x1E, "rear radar", hex("0102030400"), hex("0504030220")},
         {0x1F, "ignored type", hex("0102"), hex("0304")},
@@ -53,6 +55,14 @@ const std::vector<FrameType>& frameTypes()
         {0x58, "seats", hex("1200340000"), hex("2100430000")},
         {0x81, "unknown type", hex("0102"), hex("0304")},
     };
+    for (const protocol::Frame& frame : protocol::Description::standard().frames()) {
+        const bool isListed = std::any_of(all.begin(), all.end(),
+                                          [&](const FrameType& listed) { return listed.type == frame.type; });
+        const int size = frame.length == protocol::Frame::AnyLength ? frame.bytesRead() : frame.length;
+        if (!isListed && !frame.isIgnored && frame.direction == protocol::Direction::FromBox)
+            all.push_back({frame.type, QByteArray(frame.title.data(), static_cast<int>(frame.title.size())),
+                           QByteArray(size, '\x00'), QByteArray(size, '\x55')});
+    }
     return all;
 }
 

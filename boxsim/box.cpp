@@ -1,6 +1,5 @@
 #include "box.h"
 
-#include "clock.h"
 #include "headunit.h"
 
 #include <QTimer>
@@ -143,13 +142,13 @@ void Box::sendInChunks(const QByteArray& bytes, int chunkSize, const QString& me
 
 void Box::drain()
 {
-    while (!m_paused && !m_chunks.isEmpty()) {
+    while (!m_pause.isSet() && !m_chunks.isEmpty()) {
         const Chunk chunk = m_chunks.dequeue();
-        m_paused = chunk.pause;
+        m_pause.set(chunk.pause);
         emit chunkReady(chunk.bytes, chunk.meaning);
-        if (m_paused)
+        if (m_pause.isSet())
             QTimer::singleShot(ChunkPauseMs, this, [this] {
-                m_paused = false;
+                m_pause.set(false);
                 drain();
             });
     }

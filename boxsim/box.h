@@ -1,6 +1,7 @@
 #pragma once
 
 #include "car.h"
+#include "clock.h"
 #include "frame.h"
 
 #include <QObject>
@@ -84,7 +85,7 @@ private:
     Receiver m_receiver;
     bool m_stopped = false; // by the head unit
     QQueue<Chunk> m_chunks;
-    bool m_paused = false;
+    TimeClaim m_pause; // between two chunks
 };
 
 } // namespace boxsim

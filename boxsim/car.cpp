@@ -44,30 +44,20 @@ template<size_t Index> void addKey(const Car& car, QByteArray& payload)
     payload[1] = static_cast<char>(car.keys[Index].pressed);
 }
 
-// The values of the car are put in their places by valueRows; what they cannot tell is added.
-struct BoxFrame
+// What no row of valueRows() can tell is added to the payload.
+struct Addition
 {
     int type;
-    const char* name;
-    int size;
-    void (*add)(const Car&, QByteArray& payload) = nullptr;
+    void (*add)(const Car&, QByteArray& payload);
 };
 
-constexpr BoxFrame boxFrames[] = {
-    {FrameType::FrontRadar, "front radar", 4},
-    {FrameType::RearRadar, "rear radar", 5},
-    {FrameType::SteeringWheelKey, "steering-wheel key", 2, addKey<0>},
-    {FrameType::Trip, "trip", 9},
-    {FrameType::InstantFuel, "instantaneous fuel consumption", 3},
-    {FrameType::FuelHistory, "fuel consumption history", 11},
-    {FrameType::BaseInfo, "base info", 2},
-    {FrameType::Tyres, "tyres", 6, addPressures},
-    {FrameType::Climate, "climate", 10, addClimate},
-    {FrameType::PanelKey, "panel key", 2, addKey<1>},
-    {FrameType::BluetoothKey, "Bluetooth key", 2, addKey<2>},
-    {FrameType::Version, "version", 0, [](const Car& car, QByteArray& payload) { payload = car.version; }},
-    {FrameType::SystemInfo, "system info", 2},
-    {FrameType::Seats, "seats", 5},
+constexpr Addition additions[] = {
+    {FrameType::SteeringWheelKey, addKey<0>},
+    {FrameType::Tyres, addPressures},
+    {FrameType::Climate, addClimate},
+    {FrameType::PanelKey, addKey<1>},
+    {FrameType::BluetoothKey, addKey<2>},
+    {FrameType::Version, [](const Car& car, QByteArray& payload) { payload = car.version; }},
 };
 
 const BoxFrame* find(int type)
@@ -89,8 +79,9 @@ std::optional<QByteArray> Car::payload(int type) const
     for (const ValueRow& row : valueRows())
         if (row.isIn(type))
             row.put(*this, payload);
-    if (frame->add)
-        frame->add(*this, payload);
+    for (const Addition& addition : additions)
+        if (addition.type == type)
+            addition.add(*this, payload);
     return payload;
 }
 

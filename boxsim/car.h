@@ -29,6 +29,31 @@ constexpr int SystemInfo = 0x32;
 constexpr int Seats = 0x58;
 } // namespace FrameType
 
+/// A frame of the box. valueRows() tell where in it the car's values stand; it is filled up with zeros.
+struct BoxFrame
+{
+    int type;
+    const char* name;
+    int size; ///< of the payload
+};
+
+constexpr BoxFrame boxFrames[] = {
+    {FrameType::FrontRadar, "front radar", 4},
+    {FrameType::RearRadar, "rear radar", 5},
+    {FrameType::SteeringWheelKey, "steering-wheel key", 2},
+    {FrameType::Trip, "trip", 9},
+    {FrameType::InstantFuel, "instantaneous fuel consumption", 3},
+    {FrameType::FuelHistory, "fuel consumption history", 11},
+    {FrameType::BaseInfo, "base info", 2},
+    {FrameType::Tyres, "tyres", 6},
+    {FrameType::Climate, "climate", 10},
+    {FrameType::PanelKey, "panel key", 2},
+    {FrameType::BluetoothKey, "Bluetooth key", 2},
+    {FrameType::Version, "version", 0},
+    {FrameType::SystemInfo, "system info", 2},
+    {FrameType::Seats, "seats", 5},
+};
+
 /// What the frame @p type of the box is about.
 QString frameName(int type);
 

@@ -87,7 +87,7 @@ QVector<Statement> faultStatements()
         {"raw <hex>...", "sends these bytes as they are",
          [](Simulation& simulation, Args args) { simulation.box.sendRaw(args.bytes, "raw bytes"); }},
         {"hang-up", "closes the pseudo-terminal and makes another one under the same link",
-         [](Simulation& simulation, Args) { simulation.hangUp(); }},
+         [](Simulation& simulation, Args) { simulation.hangUp(); }, true},
     };
 }
 
@@ -131,10 +131,10 @@ QVector<Statement> controlStatements()
         {"state", "shows the car, as the statements that would set it",
          [](Simulation& simulation, Args) { simulation.show(stateOf(simulation.box.car)); }},
         {"await start", "holds the scenario, and its clock, until the head unit announces itself",
-         [](Simulation& simulation, Args) { simulation.awaitStart(); }},
+         [](Simulation& simulation, Args) { simulation.awaitStart(); }, true},
         {"help", "lists the statements",
          [](Simulation& simulation, Args) { simulation.show(statementHelp()); }},
-        {"quit", "ends the simulator", [](Simulation& simulation, Args) { simulation.quit(); }},
+        {"quit", "ends the simulator", [](Simulation& simulation, Args) { simulation.quit(); }, true},
     };
 }
 

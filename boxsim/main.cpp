@@ -1,8 +1,9 @@
 #include "box.h"
-#include "clock.h"
 #include "exitcode.h"
 #include "line.h"
+#include "log.h"
 #include "process.h"
+#include "recordedbox.h"
 #include "scenario.h"
 #include "statement.h"
 
@@ -14,6 +15,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -29,33 +31,18 @@ constexpr char About[] =
     "opens; stdout then tells what the head unit asked of the car, stderr logs the bytes of both "
     "directions.\n"
     "Statements that change the car are read from stdin; type help to list them.\n\n"
-    "Exit codes: 0 ended by quit, by a signal, by the end of stdin or of the scenario; 1 wrong usage;\n"
-    "2 the line cannot be opened or is lost; 3 mistakes in the scenario; 4 stdout cannot be written.";
-
-// Reports a mistake on standard error.
-void logError(const QString& text)
-{
-    printLine(stderr, text);
-}
-
-// Logs an event on standard error, with its time.
-void logNote(const QString& text)
-{
-    printLine(stderr, stamp(now()) + ' ' + text);
-}
-
-// Logs bytes of the line: "rx" or "tx", hex, what they mean.
-void logBytes(const QString& direction, const QByteArray& bytes, const QString& meaning)
-{
-    logNote(direction + ' ' + bytes.toHex(' ').toUpper() + "  " + meaning);
-}
+    "Exit codes: 0 ended by quit, by a signal, by the end of stdin, of the scenario or of the capture; 1 "
+    "wrong "
+    "usage;\n"
+    "2 the line cannot be opened or is lost; 3 mistakes in the scenario or the capture; 4 stdout cannot be\n"
+    "written.";
 
 // Ends the program when standard output cannot be written; a reader that has left a pipe is no failure.
 void endOver(int error)
 {
     if (error == EPIPE)
         return;
-    logError("cannot write standard output: " + qt_error_string(error));
+    printLine(stderr, "cannot write standard output: " + qt_error_string(error));
     QTimer::singleShot(0, [] { QCoreApplication::exit(NoOutput); }); // the event loop may not run yet
 }
 
@@ -71,6 +58,9 @@ struct Options
     QString link;
     QString scenario;
     bool exitAfterScenario;
+    QString replay;
+    bool lenient;
+    bool json;
 };
 
 Options readOptions()
@@ -84,14 +74,19 @@ Options readOptions()
         {"port", "Use the serial device <device>, 38400 8N1, instead of a pseudo-terminal.", "device"},
         {"scenario", "Play the scenario <file>, or one that boxsim brings, by its name.", "file"},
         {"exit-after-scenario", "End when the scenario has been played and every held key is released."},
+        {"replay", "Play the box's half of the capture <file>, and end; - is stdin.", "file"},
+        {"lenient", "Leave out the damaged lines of the capture instead of ending at the first."},
+        {"json", "Write one JSON object a line, log and answers too, all on stdout."},
     });
     const bool understood = parser.parse(QCoreApplication::arguments());
     if (understood && parser.isSet("help"))
         parser.showHelp(Ended);
     if (understood && parser.isSet("version"))
         parser.showVersion();
-    Options options{parser.value("port"), parser.value("link"), parser.value("scenario"),
-                    parser.isSet("exit-after-scenario")};
+    Options options{parser.value("port"),     parser.value("link"),
+                    parser.value("scenario"), parser.isSet("exit-after-scenario"),
+                    parser.value("replay"),   parser.isSet("lenient"),
+                    parser.isSet("json")};
     QString error = understood ? QString() : parser.errorText();
     if (!parser.positionalArguments().isEmpty())
         error = QString("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst());
@@ -99,11 +94,15 @@ Options readOptions()
         error = "--link goes with a pseudo-terminal, not with --port.";
     else if (options.exitAfterScenario && options.scenario.isEmpty())
         error = "--exit-after-scenario needs --scenario.";
-    for (const char* name : {"port", "link", "scenario"})
+    else if (!options.replay.isEmpty() && !options.scenario.isEmpty())
+        error = "--replay and --scenario exclude each other.";
+    else if (options.lenient && options.replay.isEmpty())
+        error = "--lenient needs --replay.";
+    for (const char* name : {"port", "link", "scenario", "replay"})
         if (parser.isSet(name) && parser.value(name).isEmpty())
             error = QString("--%1 needs a value.").arg(name);
     if (!error.isEmpty()) {
-        logError(error + " See boxsim --help.");
+        printLine(stderr, error + " See boxsim --help.");
         ::exit(Usage);
     }
     return options;
@@ -113,8 +112,9 @@ Options readOptions()
 class Typed
 {
 public:
-    explicit Typed(Simulation& simulation)
+    Typed(const Simulation& simulation, Log& log)
         : m_simulation(simulation)
+        , m_log(log)
     {
     }
 
@@ -138,42 +138,61 @@ private:
         if (line.isEmpty() || line.startsWith('#'))
             return;
         const Parsed parsed = parse(line);
-        if (parsed.statement)
-            parsed.run(m_simulation);
-        else
-            logError(QString("stdin:%1: %2").arg(m_number).arg(parsed.error));
+        const QString shown = parsed.statement ? parsed.answer(m_simulation) : QString();
+        m_log.answer(line, m_number, shown, parsed.error);
     }
 
-    Simulation& m_simulation;
+    const Simulation& m_simulation;
+    Log& m_log;
     QByteArray m_pending;
     int m_number = 0;
 };
 
 // Shows and logs what happens on the line and in the box.
-void connectLog(const Line& line, const Box& box, StandardOutput& output)
+void connectLog(const Line& line, const Box& box, Log& log)
 {
+    const auto note = [&log](const QString& text) { log.note(text); };
     QObject::connect(&line, &Line::sent, &box,
-                     [](const auto& bytes, const auto& meaning) { logBytes("tx", bytes, meaning); });
+                     [&log](const auto& bytes, const auto& meaning) { log.bytes("tx", bytes, meaning); });
     QObject::connect(&box, &Box::unitReceived, &box,
-                     [](const auto& bytes, const auto& meaning) { logBytes("rx", bytes, meaning); });
-    QObject::connect(&line, &Line::noted, &box, logNote);
-    QObject::connect(&box, &Box::noted, &box, logNote);
-    QObject::connect(&box, &Box::asked, &box, [&output](const QString& what) { output.print(what); });
+                     [&log](const auto& bytes, const auto& meaning) { log.bytes("rx", bytes, meaning); });
+    QObject::connect(&line, &Line::noted, &box, note);
+    QObject::connect(&box, &Box::noted, &box, note);
+    QObject::connect(&box, &Box::asked, &box, [&log](const QString& what) { log.show(what); });
 }
 
 // Joins the box to its line, and the scenario to the head unit's announcement.
 void connectBox(Line& line, Box& box, Player& player, bool exitAfterScenario)
 {
-    QObject::connect(&line, &Line::received, &box, &Box::receive);
     QObject::connect(&box, &Box::chunkReady, &line, &Line::write);
-    QObject::connect(&line, &Line::lost, &box, [](const QString& reason) {
-        logError(reason);
-        QCoreApplication::exit(NoLine);
-    });
     QObject::connect(&box, &Box::announced, &player, &Player::resume);
     if (exitAfterScenario)
         QObject::connect(&player, &Player::finished, &box,
                          [&box] { QTimer::singleShot(box.keysHeldFor(), &box, endSoon); });
+}
+
+// Joins a capture to the line, in the box's place.
+void connectRecorded(Line& line, RecordedBox& recorded, const CaptureReader& reader, Log& log)
+{
+    QObject::connect(&line, &Line::received, &recorded, &RecordedBox::receive);
+    QObject::connect(&recorded, &RecordedBox::chunkReady, &line, &Line::write);
+    QObject::connect(&recorded, &RecordedBox::noted, &line, [&log](const QString& text) { log.note(text); });
+    QObject::connect(&recorded, &RecordedBox::finished, &line, [&] {
+        if (reader.error().isEmpty())
+            return endSoon();
+        log.error(reader.error());
+        QCoreApplication::exit(BadScenario);
+    });
+}
+
+// What the box hears is logged whoever answers.
+void connectLine(const Line& line, Box& box, Log& log)
+{
+    QObject::connect(&line, &Line::received, &box, &Box::receive);
+    QObject::connect(&line, &Line::lost, &box, [&log](const QString& reason) {
+        log.error(reason);
+        QCoreApplication::exit(NoLine);
+    });
 }
 
 } // namespace
@@ -187,39 +206,58 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationVersion(BOXSIM_VERSION);
     const Options options = readOptions();
 
+    StandardOutput output;
+    output.onFailure = endOver;
+    Log log(output, options.json);
+
     Scenario scenario;
     if (!options.scenario.isEmpty())
         scenario = Scenario::read(options.scenario);
     for (const QString& error : qAsConst(scenario.errors))
-        logError(error);
+        log.error(error);
     if (!scenario.errors.isEmpty())
         return BadScenario;
 
-    const QSocketNotifier endNotifier(takeOverEndSignals(), QSocketNotifier::Read);
+    CaptureReader reader;
+    reader.isLenient = options.lenient;
+    reader.note = [&log](const QString& text) { log.error(text); };
+    const QString damage = options.replay.isEmpty() ? QString() : reader.open(options.replay);
+    if (!damage.isEmpty()) {
+        log.error(damage);
+        return BadScenario;
+    }
+
+    // A capture that comes through a pipe may stand still, and boxsim with it: then signals end it as ever.
+    const auto taken = options.replay == "-" ? std::initializer_list<int>{} : endSignals;
+    const QSocketNotifier endNotifier(takeOverSignals(taken), QSocketNotifier::Read);
     QObject::connect(&endNotifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
 
-    StandardOutput output;
-    output.onFailure = endOver;
     Line line(options.device, options.link);
     Box box;
-    Simulation simulation{box, [&](const QString& text) { output.print(text); }, [&] { line.hangUp(); }};
+    Simulation simulation{box, [&](const QString& text) { log.show(text); }, [&] { line.hangUp(); }};
     Player player(simulation, scenario);
     simulation.awaitStart = [&] { player.hold(); };
     simulation.quit = endSoon;
-    connectLog(line, box, output);
-    connectBox(line, box, player, options.exitAfterScenario);
+    connectLog(line, box, log);
+    connectLine(line, box, log);
+    std::optional<RecordedBox> recorded;
+    if (options.replay.isEmpty())
+        connectBox(line, box, player, options.exitAfterScenario);
+    else
+        connectRecorded(line, recorded.emplace(reader), reader, log);
 
     const QString error = line.open();
     if (!error.isEmpty()) {
-        logError(error);
+        log.error(error);
         return NoLine;
     }
-    output.print(line.path());
-    logNote("ready");
+    log.ready(line.path());
 
-    const bool serves = !options.link.isEmpty() || !options.device.isEmpty() || !options.scenario.isEmpty();
-    Typed typed(simulation);
+    const bool serves = !options.link.isEmpty() || !options.device.isEmpty() || !options.scenario.isEmpty() ||
+                        !options.replay.isEmpty();
+    Typed typed(simulation, log);
     QSocketNotifier typedNotifier(STDIN_FILENO, QSocketNotifier::Read);
+    typedNotifier.setEnabled(options.replay != "-");
     QObject::connect(&typedNotifier, &QSocketNotifier::activated, &app, [&] {
         if (typed.read())
             return;

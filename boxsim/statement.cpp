@@ -105,7 +105,8 @@ struct Candidate
     }
 };
 
-QString expected(const QVector<Candidate>& candidates, int i)
+// What could stand at the word @p i.
+QStringList choices(const QVector<Candidate>& candidates, int i)
 {
     QStringList all;
     for (const Candidate& candidate : candidates) {
@@ -113,16 +114,32 @@ QString expected(const QVector<Candidate>& candidates, int i)
         all += element.isEmpty() ? QStringList("the end of the line") : element.split('|');
     }
     all.removeDuplicates();
-    return "expected " + all.join(", ");
+    return all;
+}
+
+QString expected(const QStringList& choices)
+{
+    return "expected " + choices.join(", ");
+}
+
+// What is wrong with @p word, which is none of the choices.
+QString refusal(const QString& word, const QStringList& choices)
+{
+    const QString remedy = meant(word, choices);
+    return QString("\"%1\": %2").arg(word, remedy.isEmpty() ? expected(choices) : remedy);
 }
 
 } // namespace
 
-// Follows the words through the syntax of all statements at once, so that it can tell what fits at a
-// mistake.
 Parsed parse(const QString& line)
 {
-    const QStringList words = wordsOf(line);
+    return parse(wordsOf(line));
+}
+
+// Follows the words through the syntax of all statements at once, so that it can tell what fits at a
+// mistake.
+Parsed parse(const QStringList& words)
+{
     QVector<Candidate> candidates;
     for (const Statement& statement : statements())
         candidates.append({&statement, statement.syntax.split(' '), {}});
@@ -132,13 +149,21 @@ Parsed parse(const QString& line)
             if (take(candidate.element(i), words[i], candidate.arguments))
                 fitting.append(candidate);
         if (fitting.isEmpty())
-            return {nullptr, {}, QString("\"%1\": %2").arg(words[i], expected(candidates, i))};
+            return {nullptr, {}, refusal(words[i], choices(candidates, i))};
         candidates = fitting;
     }
     for (const Candidate& candidate : qAsConst(candidates))
         if (words.size() >= candidate.elements.size())
             return {candidate.statement, candidate.arguments, {}};
-    return {nullptr, {}, "the line ends too early: " + expected(candidates, words.size())};
+    return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size()))};
+}
+
+QString Parsed::answer(Simulation simulation) const
+{
+    QString shown;
+    simulation.show = [&shown](const QString& text) { shown = text; };
+    run(simulation);
+    return shown;
 }
 
 QString statementHelp()

@@ -39,6 +39,7 @@ struct Statement
     QString syntax;
     QString help;
     std::function<void(Simulation&, const Arguments&)> run;
+    bool isOfProgram = false; ///< works the program boxsim, not the box
 };
 
 /// All statements, in the order in which help lists them.
@@ -52,10 +53,14 @@ struct Parsed
     QString error; ///< tells what was expected
 
     void run(Simulation& simulation) const { statement->run(simulation, arguments); }
+    /// Runs it for somebody who has typed it. @return what it shows them, mostly nothing
+    QString answer(Simulation simulation) const;
 };
 
 /// Reads one line of the scenario language, without the time that a scenario file puts in front of it.
 Parsed parse(const QString& line);
+/// Reads the words of such a line.
+Parsed parse(const QStringList& words);
 
 /// The list of all statements with what they do.
 QString statementHelp();

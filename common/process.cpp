@@ -15,14 +15,22 @@ void prepareStandardStreams()
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }
 
-int takeOverEndSignals()
+const std::initializer_list<int> endSignals{SIGINT, SIGTERM, SIGHUP};
+
+int takeOverSignals(std::initializer_list<int> numbers)
 {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (int number : {SIGINT, SIGTERM, SIGHUP})
-        sigaddset(&ending, number);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-    return signalfd(-1, &ending, SFD_CLOEXEC);
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (int number : numbers)
+        sigaddset(&signals, number);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+void takeSignal(int descriptor)
+{
+    signalfd_siginfo signal{};
+    static_cast<void>(read(descriptor, &signal, sizeof signal) < 0);
 }
 
 bool printLine(FILE* stream, const QString& line)

@@ -4,14 +4,21 @@
 
 #include <cstdio>
 #include <functional>
+#include <initializer_list>
 
 /// Puts /dev/null in the place of closed standard streams, so that no file or device gets their numbers. A
 /// reader that has gone is an error of writing from then on, and no signal.
 void prepareStandardStreams();
 
-/// SIGINT, SIGTERM and SIGHUP no longer end the process.
-/// @return a descriptor that becomes readable when one of them comes
-int takeOverEndSignals();
+/// The signals that end a process.
+extern const std::initializer_list<int> endSignals;
+
+/// The signals @p numbers no longer do what they do by default.
+/// @return a descriptor that becomes readable when one of them comes, until takeSignal()
+int takeOverSignals(std::initializer_list<int> numbers);
+
+/// Takes the signal that has made @p descriptor readable.
+void takeSignal(int descriptor);
 
 /// Writes @p line and a line's end on @p stream, at once. @return whether that succeeded; errno tells why
 /// not.

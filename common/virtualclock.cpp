@@ -1,11 +1,15 @@
 #include "virtualclock.h"
 
+#include "clock.h"
+
 #include <QCoreApplication>
 #include <QSocketNotifier>
 
 #include <algorithm>
-#include <limits>
+#include <cmath>
 #include <poll.h>
+
+using namespace std::chrono;
 
 namespace {
 
@@ -21,6 +25,9 @@ short eventsOf(const QSocketNotifier& notifier)
     }
 }
 
+// Of two timers.
+constexpr auto isEarlier = [](const auto& a, const auto& b) { return a.due < b.due; };
+
 bool contains(const std::vector<QSocketNotifier*>& notifiers, const QSocketNotifier* notifier)
 {
     return std::find(notifiers.begin(), notifiers.end(), notifier) != notifiers.end();
@@ -33,41 +40,96 @@ VirtualClock& VirtualClock::instance()
     return *static_cast<VirtualClock*>(QAbstractEventDispatcher::instance());
 }
 
+VirtualClock* VirtualClock::installed()
+{
+    return dynamic_cast<VirtualClock*>(QAbstractEventDispatcher::instance());
+}
+
 void VirtualClock::advance(qint64 ms)
 {
-    const qint64 until = m_now + ms;
+    const nanoseconds until = m_now + milliseconds(ms);
     do
         QCoreApplication::sendPostedEvents();
-    while (serveSockets(false) || fireNext(until));
+    while (serveSockets(0ns) || fireNext(until));
     m_now = std::max(m_now, until); // what was done on the way may have let more time pass
 }
 
-// A loop that waits jumps to the next timer; only where there is none, it really waits, for a socket.
+void VirtualClock::passClaims()
+{
+    do
+        QCoreApplication::sendPostedEvents();
+    while (TimeClaim::any() && fireNext(nanoseconds::max()));
+}
+
+void VirtualClock::setPace(double pace)
+{
+    m_pace = pace;
+    m_target = m_now;
+    m_real = steady_clock::now();
+}
+
+void VirtualClock::catchUp()
+{
+    if (m_pace == 0)
+        return;
+    const auto real = steady_clock::now();
+    if (passes())
+        m_target += nanoseconds(std::llround(static_cast<double>((real - m_real).count()) * m_pace));
+    m_real = real;
+}
+
+bool VirtualClock::passes() const
+{
+    return m_standing == NeverStands || TimeClaim::any();
+}
+
+// How far time may go now in an event loop.
+nanoseconds VirtualClock::reach(bool waits) const
+{
+    if (m_pace > 0)
+        return m_target;
+    return waits && passes() ? nanoseconds::max() : m_now;
+}
+
+// How long the next timer is off in real time; negative where none will come.
+nanoseconds VirtualClock::waitingTime() const
+{
+    const auto next = std::min_element(m_timers.begin(), m_timers.end(), isEarlier);
+    if (m_pace == 0 || !passes() || next == m_timers.end())
+        return -1ns;
+    return nanoseconds(std::llround(static_cast<double>((next->due - m_target).count()) / m_pace));
+}
+
 bool VirtualClock::processEvents(QEventLoop::ProcessEventsFlags flags)
 {
     m_interrupted = false;
     QCoreApplication::sendPostedEvents();
-    if (serveSockets(false))
+    catchUp();
+    if (serveSockets(0ns))
         return true;
-    const bool wait = flags & QEventLoop::WaitForMoreEvents && !m_interrupted;
-    if (wait && m_timers.empty() && m_notifiers.empty())
-        qFatal("an event loop waits, and no timer will ever wake it");
-    if (wait && m_timers.empty())
-        return serveSockets(true);
-    return fireNext(wait ? std::numeric_limits<qint64>::max() : m_now);
+    const bool waits = flags & QEventLoop::WaitForMoreEvents && !m_interrupted;
+    if (fireNext(reach(waits)))
+        return true;
+    if (m_pace > 0)
+        m_now = std::max(m_now, m_target);
+    return waits && serveSockets(waitingTime());
 }
 
-// What is told may unregister others, which are then no longer told.
-bool VirtualClock::serveSockets(bool wait)
+// Waits for @p timeout, or without end where that is negative. What is told may unregister others, which are
+// then no longer told.
+bool VirtualClock::serveSockets(nanoseconds timeout)
 {
-    if (m_notifiers.empty())
+    if (m_notifiers.empty() && timeout.count() < 0)
+        qFatal("an event loop waits, and no timer will ever wake it");
+    if (m_notifiers.empty() && timeout.count() == 0)
         return false;
     const std::vector<QSocketNotifier*> notifiers = m_notifiers;
     std::vector<pollfd> files;
     files.reserve(notifiers.size());
     for (const QSocketNotifier* notifier : notifiers)
         files.push_back({static_cast<int>(notifier->socket()), eventsOf(*notifier), 0});
-    if (poll(files.data(), files.size(), wait ? -1 : 0) <= 0)
+    const timespec limit{static_cast<time_t>(timeout / 1s), static_cast<long>((timeout % 1s).count())};
+    if (ppoll(files.data(), files.size(), timeout.count() < 0 ? nullptr : &limit, nullptr) <= 0)
         return false;
     for (std::size_t i = 0; i < files.size(); ++i) {
         if (files[i].revents == 0 || !contains(m_notifiers, notifiers[i]))
@@ -78,14 +140,13 @@ bool VirtualClock::serveSockets(bool wait)
     return true;
 }
 
-bool VirtualClock::fireNext(qint64 until)
+bool VirtualClock::fireNext(nanoseconds until)
 {
-    const auto next = std::min_element(m_timers.begin(), m_timers.end(),
-                                       [](const Timer& a, const Timer& b) { return a.due < b.due; });
+    const auto next = std::min_element(m_timers.begin(), m_timers.end(), isEarlier);
     if (next == m_timers.end() || next->due > until)
         return false;
     m_now = std::max(m_now, next->due);
-    next->due = m_now + next->info.interval;
+    next->due = m_now + milliseconds(next->info.interval);
     QTimerEvent event(next->info.timerId);
     QCoreApplication::sendEvent(next->object, &event);
     return true;
@@ -93,7 +154,7 @@ bool VirtualClock::fireNext(qint64 until)
 
 void VirtualClock::registerTimer(int id, int interval, Qt::TimerType type, QObject* object)
 {
-    m_timers.push_back({TimerInfo(id, interval, type), object, m_now + interval});
+    m_timers.push_back({TimerInfo(id, interval, type), object, m_now + milliseconds(interval)});
 }
 
 bool VirtualClock::unregisterTimer(int id)
@@ -129,7 +190,7 @@ int VirtualClock::remainingTime(int id)
 {
     for (const Timer& timer : m_timers) {
         if (timer.info.timerId == id)
-            return static_cast<int>(std::max<qint64>(0, timer.due - m_now));
+            return static_cast<int>(std::max(ceil<milliseconds>(timer.due - m_now), 0ms).count());
     }
     return -1;
 }

@@ -1,7 +1,5 @@
 #include "wire.h"
 
-#include "clock.h"
-
 #include <QTimer>
 
 using namespace std::chrono;
@@ -16,9 +14,11 @@ void Wire::send(const QByteArray& chunk)
 {
     m_free = std::max(m_free, now()) + chunk.size() * ByteTime;
     m_chunks.push_back(chunk);
+    m_claim.set(true);
     QTimer::singleShot(ceil<milliseconds>(m_free - now()), Qt::PreciseTimer, this, [this] {
         const QByteArray first = m_chunks.front();
         m_chunks.pop_front();
+        m_claim.set(!m_chunks.empty());
         emit received(first);
     });
 }

@@ -9,5 +9,15 @@
 /// of its own.
 QStringList wordsOf(QString line);
 
+/// The time that @p word tells, as timeOf() does, or in plain seconds.
+std::optional<std::chrono::milliseconds> captureTimeOf(const QString& word);
+
+/// The speed that @p word tells: from 0.01 to 1000, or max, for which 0 stands.
+std::optional<double> speedOf(const QString& word);
+
 /// The time that @p word tells, as in 500ms or 1.5s, with up to six digits before the point.
 std::optional<std::chrono::milliseconds> timeOf(const QString& word);
+
+/// What may have been meant by @p word, which is none of @p words: one that it begins, or the nearest, as in
+/// did you mean "door"? Empty where none is near.
+QString meant(const QString& word, const QStringList& words);

@@ -39,8 +39,7 @@ std::function<void(Session&)> actFrom(Input& input)
     const QByteArray bytes = input.bytes(kind % 16);
     switch (kind / 52) {
     case 0:
-        return
-            [type = 0x1D + kind % 0x4B, bytes](Session& session) { session.receive(frameOf(type, bytes)); };
+        return [type = typeFromBox(kind), bytes](Session& session) { session.receive(frameOf(type, bytes)); };
     case 1:
         return [bytes](Session& session) { session.receive('\x2E' + bytes); };
     case 2:
@@ -111,7 +110,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (step < operations().size()) {
             session.call(operations()[step], {argument(input), argument(input), argument(input)});
         } else if (step < 0xC0) {
-            session.receive(frameOf(0x1D + input.byte() % 0x4B, input.bytes(input.byte() % 16)));
+            session.receive(frameOf(typeFromBox(input.byte()), input.bytes(input.byte() % 16)));
         } else if (step < 0xF0) {
             const int calls = input.byte() % 32;
             mischief.add({calls, actFrom(input)});

@@ -7,7 +7,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Input input(data, size);
     Session session;
     while (!input.atEnd()) {
-        const int type = 0x1D + input.byte() % 0x4B;
+        const int type = typeFromBox(input.byte());
         QByteArray frame = frameOf(type, input.bytes(input.byte() % 16));
         const int damage = input.byte();
         if (damage < Damages)

@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include "description.h"
 #include "virtualclock.h"
 
 #include <QCoreApplication>
@@ -7,6 +8,8 @@
 #include <numeric>
 
 namespace {
+
+using protocol::Description;
 
 constexpr int WatchdogMs = 500;
 
@@ -29,10 +32,11 @@ bool isGood(const QByteArray& frame)
 
 bool isFrameToBox(const QByteArray& frame)
 {
-    static const QByteArray lengths =
-        QByteArray::fromHex("810183029002980699229d03c706e002e201"); // type, length, type, ...
-    const int type = lengths.indexOf(frame.mid(1, 2));
-    return frame.startsWith('\x2E') && frame.size() == frame.at(2) + 4 && type % 2 == 0 && isGood(frame);
+    if (!frame.startsWith('\x2E') || frame.size() < 4 || frame.size() != frame.at(2) + 4)
+        return false;
+    const auto* described = Description::standard().frame(static_cast<unsigned char>(frame.at(1)));
+    return described && described->direction == protocol::Direction::ToBox &&
+           described->length == frame.at(2) && isGood(frame);
 }
 
 } // namespace
@@ -135,7 +139,7 @@ void Session::settle()
     receive({});
     wait(WatchdogMs);
     const int before = good;
-    receive(frameOf(0x2C, {}));
+    receive(frameOf(ReservedType, {}));
     require(!host().isPortOpen || good == before + 1, "not idle");
 }
 
@@ -160,6 +164,22 @@ void Session::inspect()
             "wrong fan", taken(0x28));
     require(taken(0x32).size() != 2 || host().service().getCameraMode() == (taken(0x32).at(0) >> 2 & 1),
             "wrong camera mode", taken(0x32));
+}
+
+int typeFromBox(int number)
+{
+    static const auto ends = [] {
+        int lowest = 0xFF;
+        int highest = 0;
+        for (const protocol::Frame& frame : Description::standard().frames()) {
+            if (frame.direction == protocol::Direction::ToBox)
+                continue;
+            lowest = std::min(lowest, frame.type);
+            highest = std::max(highest, frame.type);
+        }
+        return std::pair(lowest, highest);
+    }();
+    return ends.first + number % (ends.second - ends.first + 1);
 }
 
 QByteArray damaged(QByteArray frame, int damage, int position)

@@ -55,6 +55,10 @@ private:
     int m_depth = 0;
 };
 
+/// A type between the lowest and the highest that the box has, the ends included: @p number, taken modulo
+/// their count, from the lowest on.
+int typeFromBox(int number);
+
 /// @p frame with one of the Damages done to it at @p position, taken modulo its size.
 QByteArray damaged(QByteArray frame, int damage, int position);
 /// Bit flipped, byte lost, byte doubled, end lost, header put in, and a byte that may be the length replaced.

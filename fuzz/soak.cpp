@@ -42,7 +42,7 @@ QByteArray Line::nextFrame()
     QByteArray payload(below(13), '\0');
     for (char& byte : payload)
         byte = static_cast<char>(m_random());
-    QByteArray bytes = frameOf(0x1D + below(0x4B), payload);
+    QByteArray bytes = frameOf(typeFromBox(below(256)), payload);
     if (below(50) == 0)
         bytes = damaged(bytes, below(Damages), below(256));
     return below(200) == 0 ? QByteArray(below(8), static_cast<char>(m_random())) + bytes : bytes;

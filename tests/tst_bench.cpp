@@ -1,15 +1,21 @@
 // The bench head unit and the simulated box, joined in one process and in virtual time: what canbench shows
 // of a whole drive, how its scripts judge, and a box that is lost and returns.
 
+#include "boxline.h"
 #include "hostsetup.h"
 #include "joined.h"
+#include "linewatch.h"
+#include "process.h"
 #include "scenario.h"
+#include "standin.h"
 #include "testmain.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <QTemporaryFile>
+
+#include <iostream>
+
+#include <unistd.h>
 
 namespace {
 
@@ -30,7 +36,7 @@ QStringList play(const QString& scenario)
     QObject::connect(&joined.box, &boxsim::Box::announced, &player, &boxsim::Player::resume);
     bool isOver = false;
     QObject::connect(&player, &boxsim::Player::finished, [&isOver] { isOver = true; });
-    if (!joined.bench().capture.open(driveCapture(), "boxsim/scenarios/drive.scn: every frame of the box"))
+    if (!joined.bench().capture.open({driveCapture(), "every signal", true, hostSetup().carModelId}, now()))
         qFatal("cannot write the capture");
     player.start();
     VirtualClock::instance().advance(0); // to the scenario's await
@@ -49,16 +55,88 @@ QByteArray contentOf(const QString& path)
     return file.readAll();
 }
 
-// One row a line of the file, named after what stands before the bar.
+QStringList linesOf(const QString& name)
+{
+    const QString text = contentOf(SOURCE_FOLDER "/tests/boxsim/" + name);
+    return text.split('\n', Qt::SkipEmptyParts).mid(1);
+}
+
+// One row a line of the file, named after its first field, with the last two.
 void addRows(const QString& name)
 {
+    QTest::addColumn<QString>("call");
     QTest::addColumn<QString>("expected");
-    const QString text = contentOf(SOURCE_FOLDER "/tests/boxsim/" + name);
-    for (const QString& line : text.split('\n', Qt::SkipEmptyParts).mid(1)) {
-        const int bar = line.indexOf('|');
-        QTest::newRow(qPrintable(line.left(bar).trimmed())) << line.mid(bar + 1).trimmed();
+    for (const QString& line : linesOf(name)) {
+        const QStringList fields = line.split('|');
+        QTest::newRow(qPrintable(fields[0].trimmed()))
+            << fields.value(fields.size() - 2).trimmed() << fields.constLast().trimmed();
     }
 }
+
+// canbench at work on a stand-in for the plug-in.
+class Desk
+{
+public:
+    explicit Desk(bool trace = false)
+        : bench(car, report, trace)
+        , m_standardError(std::cerr.rdbuf(m_told.rdbuf()))
+    {
+        QObject::connect(&bench.script, &Script::ended, [this](int ending) {
+            code = ending;
+            end = VirtualClock::instance().now();
+        });
+    }
+    ~Desk() { std::cerr.rdbuf(m_standardError); }
+    Q_DISABLE_COPY(Desk)
+
+    void carryOut(const QString& command)
+    {
+        execute({car, looked, bench.link(), report, bench.script}, command);
+    }
+
+    // Lets an event happen: "rx 2E24" or "tx FF", "50*tx FF", "status 3", "key 5", a signal's name, or
+    // "moved" and what answers otherwise from now on.
+    void happen(const QString& event)
+    {
+        const QString kind = event.section(' ', 0, 0).section('*', -1);
+        const QString value = event.section(' ', 1);
+        LineWatch& line = LineWatch::instance();
+        for (int times = event.contains('*') ? event.section('*', 0, 0).toInt() : 1; times > 0; --times) {
+            if (kind == "rx")
+                emit line.received(hex(value));
+            else if (kind == "tx")
+                emit line.sent(hex(value));
+            else if (kind == "status")
+                emit car.notifyCanbusStatus(value.toInt());
+            else if (kind == "key")
+                emit car.keyEvent(value.toInt(), 1, false);
+            else if (kind == "moved")
+                car.moved = value;
+            else
+                QVERIFY(QMetaObject::invokeMethod(&car, qPrintable(kind)));
+        }
+    }
+
+    // What has been written on standard error since the last call.
+    QString told()
+    {
+        QString text = QString::fromStdString(m_told.str());
+        m_told.str({});
+        return text;
+    }
+
+    StandIn car;
+    QStringList lines;
+    Report report{[this](const QString& line) { lines.append(line); }, false};
+    CarState looked{car};
+    Workbench bench;
+    int code = -1;
+    qint64 end = 0; // of the script
+
+private:
+    std::ostringstream m_told;
+    std::streambuf* m_standardError;
+};
 
 } // namespace
 
@@ -73,13 +151,23 @@ private slots:
     void statements();
     void commands_data();
     void commands();
+    void refusals_data() { addRows("refused.txt"); }
+    void refusals();
+    void help();
+    void readings();
+    void topics();
+    void diagnoses_data();
+    void diagnoses();
+    void garbage();
+    void reports();
+    void trace();
+    void capture();
     void scripts_data();
     void scripts();
-    void json();
     void boxIsLostAndReturns();
 };
 
-// script/update-drive writes the expected text anew.
+// The drive is the same from run to run and makes the plug-in emit every signal.
 void BenchTest::drive()
 {
     static const QRegularExpression date("# date: .*\n");
@@ -87,16 +175,15 @@ void BenchTest::drive()
     const QStringList lines = play(DriveScenario);
     const QString capture = contentOf(driveCapture());
     QCOMPARE(play(DriveScenario), lines);
+    const QStringList door = play(SOURCE_FOLDER "/boxsim/scenarios/door.scn");
+    QVERIFY(door.constLast().endsWith("doorChanged doorStatus=0, leftFrontDoorOpen=false"));
+    play(DriveScenario);
     QCOMPARE(QString(contentOf(driveCapture())).remove(date), QString(capture).remove(date));
     QVERIFY(capture.contains("(0.485000) rx 2E2402400099\n(0.485000) tx FF\n"));
-
-    const QString expected = SOURCE_FOLDER "/tests/drive.txt";
-    if (qEnvironmentVariableIsSet("UPDATE_DRIVE")) {
-        QFile file(expected);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(lines.join('\n').toUtf8() + '\n');
-    }
-    QCOMPARE(lines, QString(contentOf(expected)).trimmed().split('\n')); // tells the line
+    for (const char* signal :
+         {"acStatus", "door", "canDrivingPosition", "sigRadar", "otherInfo", "tireAlert", "tireData",
+          "drivingData", "fuelData", "unitData", "sigVersion", "sigCamera", "keyEvent"})
+        QVERIFY2(!lines.filter(QString(") ") + signal).isEmpty(), signal);
 }
 
 void BenchTest::addedStatementChangesItsOwnLines()
@@ -128,8 +215,10 @@ void BenchTest::statements()
         joined.box.send(type);
     VirtualClock::instance().advance(1000);
     joined.lines.clear();
-    joined.tell(QTest::currentDataTag());
-    VirtualClock::instance().advance(1000);
+    for (const QString& statement : QString(QTest::currentDataTag()).split("; ")) {
+        joined.tell(statement);
+        VirtualClock::instance().advance(1000);
+    }
     QCOMPARE(joined.lines.replaceInStrings(time, QString()).join(" / "), expected);
 }
 
@@ -138,11 +227,18 @@ void BenchTest::commands_data()
     addRows("worked.txt");
 }
 
-// What the box makes of canbench's command: the same in a car with a vertical and with a landscape climate
-// screen, or, behind "else", another thing in the latter.
+// Which operation of the host a command is, and what the box makes of it: the same in a car with a vertical
+// and with a landscape climate screen, or, behind "else", another thing in the latter.
 void BenchTest::commands()
 {
+    QFETCH(QString, call);
     QFETCH(QString, expected);
+    const QString command = QTest::currentDataTag();
+    Desk desk;
+    desk.carryOut(command);
+    const QStringList returned = desk.lines.filter(") " + command.section(' ', 0, 0) + " returned 2");
+    QCOMPARE(desk.car.calls.join(", ") + (returned.isEmpty() ? "" : " ="), call);
+    QCOMPARE(desk.lines, returned);
     QStringList outcomes;
     for (int carModel : {153, 20}) {
         Joined joined;
@@ -150,7 +246,7 @@ void BenchTest::commands()
         QStringList meanings;
         QObject::connect(&joined.box, &boxsim::Box::unitReceived,
                          [&](const QByteArray&, const QString& meaning) { meanings.append(meaning); });
-        joined.run("wait 1s\n" + QByteArray(QTest::currentDataTag()) + "\nwait 1s");
+        joined.run("wait 1s\n" + command.toUtf8() + "\nwait 1s");
         meanings.removeAll("acknowledge");
         outcomes.append(meanings.mid(6).join(" / ")); // behind what start() brings about
     }
@@ -158,63 +254,310 @@ void BenchTest::commands()
     QCOMPARE(outcomes.join(" else ").trimmed(), expected);
 }
 
+// Mistakes are told before anything happens, and refused.
+void BenchTest::refusals()
+{
+    QFETCH(QString, expected);
+    BoxLine line;
+    hostSetup().line = &line;
+    Desk desk;
+    const QByteArray command = QTest::currentDataTag();
+    const QStringList mistakes = mistakesIn({"file", "# so\n" + command, {}}, {true, false});
+    try {
+        desk.carryOut(command);
+        QFAIL("it is not refused");
+    } catch (const CommandError& error) {
+        QCOMPARE(error.text.left(expected.size()), expected);
+        QCOMPARE(mistakes, QStringList("file:2: " + error.text));
+    }
+    QCOMPARE(desk.car.calls + desk.lines, QStringList());
+    hostSetup().line = nullptr;
+}
+
+// "help" tells of every command what "help COMMAND" does, and that tells all that the first argument can be.
+// Fewer or more words than the usage tells are refused.
+void BenchTest::help()
+{
+    Desk desk;
+    const auto answerTo = [&desk](const QString& line) {
+        desk.lines.clear();
+        desk.carryOut(line);
+        return desk.lines.value(0);
+    };
+    const QString all = answerTo("help");
+    const QStringList names = linesOf("refused.txt").value(0).section("known: ", 1).split(", ");
+    static const QRegularExpression begin("^[a-z]", QRegularExpression::MultilineOption);
+    static const QRegularExpression needed(" [A-Z]");
+    QCOMPARE(all.count(begin), names.size());
+    for (const QString& name : names) {
+        const QString answer = answerTo("help " + name);
+        QVERIFY(answer.startsWith(name) && all.contains(answer.section("\n    known: ", 0, 0)));
+        const QString usage = answer.section('\n', 0, 0);
+        const QStringList refusal("file:1: usage: " + usage);
+        if (usage.contains(needed))
+            QCOMPARE(mistakesIn({"file", name.toUtf8(), {}}, {true, true}), refusal);
+        if (!usage.contains("..."))
+            QCOMPARE(mistakesIn({"file", name.toUtf8() + " 1 1 1 1 1", {}}, {true, true}), refusal);
+        if (name == "box") // knows the box's statements
+            continue;
+        const QString choices = linesOf("refused.txt").filter(name + " fly ").value(0).section("known: ", 1);
+        QVERIFY(answer.section("known: ", 1).startsWith(choices));
+        QCOMPARE(answer.contains("known: "), !choices.isEmpty());
+    }
+}
+
+// Each reading moves with the operations that it stands for in the table, as a value of their type, and with
+// no other.
+void BenchTest::readings()
+{
+    StandIn car;
+    CarState state(car);
+    QStringList sources = car.sources;
+    sources.removeDuplicates();
+    sources.sort();
+    QMap<QString, QStringList> movers;
+    for (const QString& source : qAsConst(sources)) {
+        car.moved = source;
+        for (const Reading& reading : state.takeChanges({})) {
+            movers[reading.name].append(source);
+            QVERIFY2(reading.data == car.movedAnswer || reading.unit == car.movedAnswer, qPrintable(source));
+        }
+        car.moved.clear();
+        state.takeChanges({});
+    }
+    QStringList seen;
+    for (const Reading& reading : state.read())
+        seen.append(reading.topic + ' ' + reading.name + '=' + movers[reading.name].join('+'));
+    QStringList expected;
+    for (const QString& line : linesOf("readings.txt"))
+        for (const QString& reading : line.simplified().split(' ').mid(1))
+            expected.append(line.section(' ', 0, 0) + ' ' + reading);
+    QCOMPARE(seen, expected);
+}
+
+// A signal shows what has changed of its topics, and nothing else; where it has none, its values.
+void BenchTest::topics()
+{
+    const QStringList expected{"acStatusChanged climate",
+                               "doorChanged doors",
+                               "canDrivingPositionChanged position",
+                               "sigRadarChanged radar",
+                               "otherInfoDataChanged other body settings",
+                               "tireAlert tyres",
+                               "tireDataChanged tyres",
+                               "drivingDataChanged trip",
+                               "fuelDataChanged fuel",
+                               "unitDataChanged units",
+                               "sigVersionData box",
+                               "sigCameraMode camera",
+                               "notifyCanbusStatus ",
+                               "keyEvent "};
+    for (const QString& row : expected)
+        QCOMPARE(CarState::topicsOf(row.section(' ', 0, 0)).join(' '), row.section(' ', 1));
+    Desk desk;
+    for (const char* event :
+         {"moved getAcWindScale", "doorChanged", "acStatusChanged", "acStatusChanged", "key 5"})
+        desk.happen(event);
+    QCOMPARE(desk.lines.replaceInStrings(QRegularExpression("^\\(.*\\) "), {}),
+             QStringList({"doorChanged", "acStatusChanged fan=123", "acStatusChanged",
+                          "keyEvent key=5, state=1 released, steeringWheel=false"}));
+}
+
+void BenchTest::diagnoses_data()
+{
+    QTest::addColumn<QString>("events"); // and waits, in milliseconds
+    QTest::addColumn<QString>("diagnosis");
+    const auto row = [](const char* events, const char* diagnosis) {
+        QTest::newRow(events) << events << diagnosis;
+    };
+    row("900", "nothing is wrong");
+    row("1100", "nothing has come: is the box powered");
+    row("rx 2E2402400099; tx FF; tx 2E8101017C; rx FF; 5000", "nothing is wrong");
+    row("rx 00FF55", "3 bytes have come, and no good frame");
+    row("rx FF; rx FF", "2 bytes have come, and no good frame");
+    row("rx 2E2402400099; rx 2E2402400098", "1 of 2 frames have a wrong checksum");
+    row("rx 2E2402400099; rx 55", "1 of 7 bytes belong to no frame");
+    row("rx 2E2402400099; 2000; tx 2E900230FF3E; 500", "nothing is wrong");
+    row("rx 2E2402400099; 2100; tx 2E900230FF3E; 400", "the box was last heard 2.5 s ago");
+    row("rx 2E2402400099; 2*tx 2E8101017C", "nothing is wrong");
+    row("rx 2E2402400099; 3*tx 2E8101017C", "the box sends frames, and answers none");
+    row("rx 2E2402400099; 3*tx 2E8101017C; 2*rx F0; rx FF", "the box rejects what it is sent (2 times)");
+    row("absent", "there is no line: gone");
+    row("absent; present", "nothing is wrong");
+}
+
+// What the command link ends with.
+void BenchTest::diagnoses()
+{
+    QFETCH(QString, events);
+    QFETCH(QString, diagnosis);
+    Desk desk;
+    const auto end = qScopeGuard([] { emit LineWatch::instance().present(); });
+    for (const QString& event : events.split("; ")) {
+        if (event == "absent")
+            emit LineWatch::instance().absent("gone", true);
+        else if (event == "present")
+            emit LineWatch::instance().present();
+        else if (const int wait = event.toInt(); wait > 0)
+            VirtualClock::instance().advance(wait);
+        else
+            desk.happen(event);
+    }
+    desk.carryOut("link");
+    const QString shown = desk.lines.value(0);
+    QVERIFY2(shown.section('\n', -1).startsWith(diagnosis), qPrintable(shown));
+    QVERIFY(shown.contains(events.startsWith("absent") ? "losses: 1" : "losses: 0"));
+}
+
+// Garbage is told within a second, once, until a good frame has come.
+void BenchTest::garbage()
+{
+    Desk desk;
+    for (int i = 0; i < 30; ++i) {
+        desk.happen("rx 00");
+        VirtualClock::instance().advance(100);
+        QCOMPARE(desk.told().count("no good frame"), i == 8 ? 1 : 0);
+    }
+    desk.happen("rx 2E2402400099");
+    desk.happen("rx 00");
+    VirtualClock::instance().advance(800);
+    desk.happen("rx 2E2402400099");
+    VirtualClock::instance().advance(1000);
+    QCOMPARE(desk.told(), QString());
+}
+
+void BenchTest::reports()
+{
+    const QVector<Reading> key{{{}, "key", 5, {}}, {{}, "steeringWheel", true, {}, "yes"}};
+    const QVector<Reading> values{{"doors", "doorStatus", 64, {}},
+                                  {"tyres", "frontLeftPressure", 2.3, "bar"},
+                                  {"tyres", "alertType", -1, {}}};
+    QStringList lines;
+    for (bool json : {false, true}) {
+        Report report([&lines](const QString& line) { lines.append(line); }, json);
+        report.restart({{2026, 3, 1}, {10, 0, 59, 999}, Qt::UTC});
+        VirtualClock::instance().advance(1500);
+        report.signal("keyEvent", key, values, {"key=5", "a b"});
+        report.signal("doorChanged", {}, {}, {});
+        const auto now = ::now() - std::chrono::milliseconds(200);
+        report.state({{values[0], true, now}, {values[1], true, {}}, {values[2], false, {}}});
+        report.answer("state", 1, {}, {});
+        report.result("ac", -1);
+        report.answer("ac \"power\"", 3, {}, {});
+        report.text("one\ntwo", "box: ");
+        report.restart({});
+        report.call("box help", 4);
+        report.answer("fly", 5, "refused", "no");
+    }
+    const QString head = R"({"v":1,"time":1.500000,"date":"2026-03-01T10:01:01.499000Z",)";
+    const QString undated = R"({"v":1,"time":0.000000,)";
+    const QStringList expected{
+        "(1.500000) keyEvent key=5, a b",
+        "(1.500000) doorChanged",
+        R"(doors
+  doorStatus             64                   0.2 s ago
+tyres
+  frontLeftPressure      not received         reads as 2.3 bar
+  alertType              in no frame          reads as -1)",
+        "(1.500000) ac returned -1",
+        "box: one\nbox: two",
+        head +
+            R"("args":{"key":5,"steeringWheel":true},"changed":{"alertType":-1,"doorStatus":64,"frontLeftPressure":2.3},"meanings":{"steeringWheel":"yes"},"signal":"keyEvent","units":{"frontLeftPressure":"bar"}})",
+        head + R"("args":{},"changed":{},"meanings":{},"signal":"doorChanged","units":{}})",
+        head +
+            R"("ages":{"doorStatus":0.2},"arguments":[],"command":"state","line":1,"meanings":{},"state":{"doors":{"doorStatus":64},"tyres":{"alertType":-1,"frontLeftPressure":2.3}},"units":{"frontLeftPressure":"bar"}})",
+        head + R"("arguments":["power"],"command":"ac","line":3,"result":-1})",
+        undated + R"("arguments":["help"],"call":"box","line":4,"text":"one\ntwo"})",
+        undated + R"("arguments":[],"command":"fly","line":5,"refused":"no"})"};
+    QCOMPARE(lines, expected);
+    QCOMPARE(values[1].assignment() + values[0].assignment(),
+             QString("frontLeftPressure=2.3 bardoorStatus=64"));
+}
+
+void BenchTest::trace()
+{
+    const QStringList traced{
+        "rx 2E32",
+        "rx 020400C7  system camera.cameraMode=1",
+        "tx FF  acknowledgement",
+        "rx 2E32020401C6  system",
+        "rx 2E2C0102D02E32020400C6  unknown 2C; system: checksum, C7 would be right",
+        "rx 2E3201FFCD  system: length 1 instead of 2, without effect",
+        "rx 2E3203040000C6  system: length 3 instead of 2, without effect",
+        "tx 2E900230FF3E  request request.type=version, request.parameter=all",
+    };
+    for (bool trace : {false, true}) {
+        Desk desk(trace);
+        VirtualClock::instance().advance(20);
+        for (const char* status : {"status 3", "status 3", "status 0", "status 3"})
+            desk.happen(status);
+        QCOMPARE(desk.lines.size(), trace ? 4 : 3);
+        QString expected;
+        for (const QString& line : traced) {
+            desk.happen(line.section("  ", 0, 0));
+            expected += "(0.020000) " + line + '\n';
+        }
+        QCOMPARE(desk.told(), trace ? expected : "");
+    }
+}
+
+// A capture that can no longer be written ends canbench.
+void BenchTest::capture()
+{
+    prepareStandardStreams();
+    Desk desk;
+    QVERIFY(!desk.bench.capture.open({"/dev/full", "x", true}, now()) && !desk.bench.capture.isOpen());
+    QVERIFY(!desk.bench.capture.open({"/no/file", "x"}, now()));
+    QCOMPARE(desk.told(), QString("tst_bench: cannot write /dev/full: No space left on device\n"
+                                  "tst_bench: cannot write /no/file: No such file or directory\n"));
+    int ends[2];
+    QCOMPARE(pipe(ends), 0);
+    QVERIFY(desk.bench.capture.open({QString("/proc/self/fd/%1").arg(ends[1]), "a door opens", true, 20, 7},
+                                    now()));
+    desk.happen("rx 2E0F");
+    desk.happen("tx FF");
+    char text[500] = {};
+    QVERIFY(read(ends[0], text, sizeof text) > 0);
+    static const QRegularExpression expected(
+        "^# capture: 2\n# date: \\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d.\\d\\d\\dZ\n# line: 38400 baud, "
+        "8N1\n# car model: 20, "
+        "index 7\n"
+        "# purpose: a door opens\n# \\(seconds.micros\\) rx HEX\\|tx HEX\\|do COMMAND; rx is what the head "
+        "unit "
+        "received, the date is that of \\(0.000000\\)\n"
+        "\\(0.000000\\) rx 2E0F\n\\(0.000000\\) tx FF\n$");
+    QVERIFY2(expected.match(text).hasMatch(), text);
+    QVERIFY(desk.told().isEmpty());
+    close(ends[0]);
+    desk.happen("rx 2E0F");
+    QCOMPARE(desk.code, 6);
+    QVERIFY(desk.told().contains("Broken pipe"));
+    close(ends[1]);
+}
+
 void BenchTest::scripts_data()
 {
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("told");
-    const auto row = [](const char* name, const QByteArray& script, int code, const QString& told) {
-        QTest::newRow(name) << script << code << told;
-    };
-    row("an unknown command", "\n# so\nfly", 5, ":3: unknown \"fly\"; known: start, stop");
-    row("a model out of range", "car-model -5", 5, "0 to 65535");
-    row("a wrong argument", "send 2", 5, "two hexadecimal digits each");
-    row("an empty word", "media 1 \"\" ARTIST\nexpect tx 00BE 2E9922840341005200 within 1ms", 0, "");
-    row("numbers",
-        "position 010\nexpect tx 390A37 within 1ms\nac 0x0F\nexpect tx 2EC70600020000000030 within 1ms", 0,
-        "");
-    const QByteArray door = "expect tx 2E8101007D2E8101017C within 5s\n expect rx 2E24 02400099 within 5s\n"
-                            "expect doorChanged leftFrontDoorOpen=true within 5s\n";
-    const QByteArray position = "canDrivingPositionChanged drivingPosition=";
-    row("in their order", door + "expect canDrivingPositionChanged within 1ms\n quit\nfly", 0, "");
-    row("another value", door + "expect " + position + "1 within 1ms", 1, "\n    " + position + "0");
-    row("used up", door + "expect doorChanged within 1ms", 1, ":4: expected doorChanged in vain");
-    row("a repeated status",
-        "expect notifyCanbusStatus within 5s\nexpect notifyCanbusStatus status=3 within 5s", 0, "");
-    row("forgotten", "aux\n clock 3:30 pm\n expect tx 2E992287 within 1ms", 1, "expected tx 2E992287");
-    row("kept", "clock 3:30 pm\n wait 1ms\n expect tx 2E9D03031E013D within 1ms", 0, "");
+    addRows("scripts.txt");
 }
 
+// How a script ends, when, and what it tells, for what happens meanwhile.
 void BenchTest::scripts()
 {
-    QFETCH(QByteArray, script);
-    QFETCH(QString, told);
-    Joined joined;
-    joined.tell("door front-left open");
-    const int code = joined.run(script);
-    QVERIFY2(joined.told().contains(told), qPrintable(joined.told()));
-    QCOMPARE(joined.told().isEmpty(), told.isEmpty());
-    QTEST(code, "code");
-}
-
-void BenchTest::json()
-{
-    Joined joined(true);
-    joined.tell("door front-left open");
-    QCOMPARE(joined.run("expect doorChanged within 5s\nstate doors\nac power\nwait 1s"), 0);
-    QMap<QString, QJsonDocument> lines; // the last one of each kind
-    for (const QString& line : joined.lines.filter("{")) {
-        const QJsonDocument object = QJsonDocument::fromJson(line.toUtf8());
-        QCOMPARE(object["v"].toInt(), 1);
-        QVERIFY(object["time"].isDouble());
-        lines[object["signal"].toString(object["command"].toString("state"))] = object;
-    }
-    const QJsonObject changed{{"doorStatus", 64}, {"leftFrontDoorOpen", true}};
-    QCOMPARE(lines["notifyCanbusStatus"]["args"]["status"].toInt(), 3);
-    QCOMPARE(lines["doorChanged"]["changed"].toObject(), changed);
-    QCOMPARE(lines["state"]["state"]["doors"]["doorStatus"].toInt(), 64);
-    QCOMPARE(lines["ac"]["result"].toInt(-1), 0);
-    QCOMPARE(lines["acStatusChanged"]["units"]["leftTemperature"].toString(), QString("<1150>"));
+    QFETCH(QString, call); // what happens at which millisecond
+    QFETCH(QString, expected);
+    const qint64 begin = VirtualClock::instance().now();
+    Desk desk;
+    for (const QString& event : call.split("; ", Qt::SkipEmptyParts))
+        QTimer::singleShot(event.section(' ', 0, 0).toInt(), &desk.car,
+                           [&desk, event] { desk.happen(event.section(' ', 1)); });
+    const QByteArray text = QByteArray(QTest::currentDataTag()).replace("; ", "\n");
+    desk.bench.script.take({"script", text, {}});
+    VirtualClock::instance().advance(100000);
+    static const QRegularExpression breaks("\n +");
+    static const QRegularExpression garbage("tst_bench: \\d+ bytes have come.*\n");
+    const QString told =
+        desk.told().remove(garbage).remove("tst_bench: script").trimmed().replace(breaks, " / ");
+    QCOMPARE(QString("%1 at %2 %3").arg(desk.code).arg(desk.end - begin).arg(told).trimmed(), expected);
 }
 
 void BenchTest::boxIsLostAndReturns()

@@ -5,8 +5,11 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -39,6 +42,24 @@ public:
     {
         const QByteArray bytes = QByteArray::fromHex(hex);
         QCOMPARE(write(m_master, bytes.constData(), static_cast<size_t>(bytes.size())), bytes.size());
+    }
+
+    // Hands on what comes from here to @p other and back until that stands still. Returns what came from
+    // each.
+    std::pair<QByteArray, QByteArray> join(const Peer& other, const std::atomic<bool>& isOver) const
+    {
+        std::pair<QByteArray, QByteArray> bytes;
+        pollfd files[] = {{m_master, POLLIN, 0}, {other.m_master, POLLIN, 0}};
+        while (poll(files, 2, 50) > 0 || !isOver) {
+            for (const int from : {0, 1}) {
+                char buffer[4096];
+                const ssize_t size =
+                    files[from].revents != 0 ? read(files[from].fd, buffer, sizeof buffer) : 0;
+                if (size > 0 && write(files[1 - from].fd, buffer, static_cast<size_t>(size)) == size)
+                    (from == 0 ? bytes.first : bytes.second).append(buffer, static_cast<int>(size));
+            }
+        }
+        return bytes;
     }
 
 private:
@@ -89,7 +110,6 @@ private:
 };
 
 constexpr char LeftDoorOpen[] = "2E2402400099";
-constexpr char DoorsClosed[] = "2E24020000D9";
 
 } // namespace
 
@@ -100,10 +120,12 @@ class CanbenchTest : public QObject
 private slots:
     void endings_data();
     void endings();
-    void capture();
-    void lineComesBack();
-    void interruptedScript();
+    void signalled();
+    void terminal();
+    void boxInside();
+    void rotation();
     void twoPrograms();
+    void tap();
 
 private:
     void run(const QStringList& arguments, const QByteArray& input)
@@ -120,105 +142,136 @@ private:
 
 void CanbenchTest::endings_data()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("told");
-    const auto row = [](const char* name, const QStringList& arguments, const QByteArray& input, int code,
-                        const QString& told) { QTest::newRow(name) << arguments << input << code << told; };
-    const QString nowhere = m_folder.filePath("no/file");
-    // The interface's identifier stands in the library's metadata and in its code.
-    const QByteArray identifier(CANSERVICE_IID);
-    const QByteArray otherIdentifier = identifier.chopped(1) + '?';
-    const QString otherHost = m_folder.filePath("other.so");
-    QFile library(PLUGIN_FILE);
-    QFile copy(otherHost);
-    QVERIFY(library.open(QIODevice::ReadOnly) && copy.open(QIODevice::WriteOnly));
-    copy.write(library.readAll().replace(identifier, otherIdentifier));
-    copy.close();
-    row("an unknown option", {"--fly"}, "", 2, "Unknown option 'fly'; --help");
-    row("an empty value", {"--port", ""}, "", 2, "--port needs a value; --help");
-    row("a purpose of two lines", {"--purpose", "a\nb"}, "", 2, "one line");
-    row("a model that is no number", {"--car-model", "x"}, "", 2, "a number from 0 to 65535");
-    row("an unknown language", {"--language", "fr"}, "", 2, "one of de, en");
-    row("a script that is not there", {"--script", nowhere}, "", 2, "cannot read " + nowhere);
-    row("a capture that cannot be written", {"--record", nowhere}, "", 2, "cannot write " + nowhere);
-    row("a library that is not there", {"--plugin", nowhere}, "", 3,
-        "the package canservice-toyota has the plug-in; --plugin names another library");
-    row("a library for another host", {"--plugin", otherHost}, "", 3,
-        "its interface is " + otherIdentifier + ", canbench's is " + identifier);
-    row("a library that is no plug-in", {"--plugin", CANBENCH_FILE}, "", 3, "metadata: {}");
-    row("the device stays away", {"--port", nowhere, "--give-up", "1"}, "", 4, "away for 1 s");
-    row("a full disk", {}, "state", 6, "cannot write standard output: No space left");
-    row("an unknown command", {}, "fly", 5, "standard input:1: unknown \"fly\"");
-    row("an expectation that fails", {}, "expect acStatusChanged within 1ms", 1, "in vain");
+    QTest::addColumn<QString>("row");
+    QFile rows(SOURCE_FOLDER "/tests/programs.txt");
+    QVERIFY(rows.open(QIODevice::ReadOnly));
+    for (const QString& line : QString(rows.readAll()).split('\n', Qt::SkipEmptyParts).mid(1))
+        QTest::newRow(qPrintable(line)) << line;
+    const auto place = [this](const QString& name, const QByteArray& content) {
+        QFile file(m_folder.filePath(name));
+        QVERIFY(QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly));
+        file.write(content);
+    };
+    place("keys", "0 key swc 1 hold 300ms\n");
+    place("good", "expect no doorChanged for 1s\nexpect state doors backDoorOpen=false within 1s\n");
+    place("wrong", "stat\n# so\nbox door back open\n");
+    place("failing", "box door back open\nexpect state doors backDoorOpen=false within 1ms\n");
+    place("mistakes", "0 fly\n0 quit\n0 camera 2\n");
+    place("set/media/flash/nvm/factory/settings.ini", "DriverPosition=1\n");
+    place("bad/media/flash/nvm/factory/settings.ini", "DriverPosition=x\n");
+    QFile library(PLUGIN_FILE); // whose identifier stands in the metadata and in the code
+    QVERIFY(library.open(QIODevice::ReadOnly));
+    place("other.so", library.readAll().replace(CANSERVICE_IID, QByteArray(CANSERVICE_IID).chopped(1) + '?'));
 }
 
 void CanbenchTest::endings()
 {
-    QFETCH(QStringList, arguments);
-    QFETCH(QByteArray, input);
-    QFETCH(QString, told);
+    QFETCH(QString, row);
+    row.replace("F/", m_folder.path() + '/')
+        .replace("=F", '=' + m_folder.path())
+        .replace("in F", "in " + m_folder.path());
+    row.replace("\\n", "\n").replace("=CANBENCH", "=" CANBENCH_FILE).replace("IID", CANSERVICE_IID);
+    row.replace("OTHER", QString(CANSERVICE_IID).chopped(1) + '?');
+    const QStringList fields = row.split(" | ");
+    const QString& told = fields[2];
+    QStringList arguments = fields[0].section(" < ", 0, 0).split(' ');
+    const bool isBox = arguments.takeFirst() == "boxsim";
+    if (!isBox && !arguments.removeOne("-"))
+        arguments = m_line + arguments;
     Peer peer(m_device);
     peer.send(LeftDoorOpen);
-    peer.send(LeftDoorOpen);
-    m_bench.setStandardOutputFile(told.contains("standard output") ? "/dev/full" : QString());
-    run(arguments, input);
-    if (!input.isEmpty())
-        m_bench.closeWriteChannel();
+    peer.send("2E1E050200000020BA");
+    peer.send("2E280300001EB6");
+    m_bench.setStandardOutputFile(told.contains("standard output:") ? "/dev/full" : QString());
+    m_bench.start(isBox ? BOXSIM_FILE : CANBENCH_FILE, arguments);
+    m_bench.write(fields[0].section(" < ", 1).toUtf8());
+    m_bench.closeWriteChannel();
     QVERIFY(m_bench.waitForFinished());
-    const QString error = m_bench.readAllStandardError();
-    QVERIFY2(error.contains(told), qPrintable(error));
-    QTEST(m_bench.exitCode(), "code");
+    QFile capture(m_folder.filePath("capture"));
+    capture.open(QIODevice::ReadOnly);
+    static const QRegularExpression marks("^[oc]?[=!]");
+    const QString mark = marks.match(told).captured();
+    const bool isAbsent = mark.endsWith('!');
+    const QString shown = mark.startsWith('o')   ? m_bench.readAllStandardOutput()
+                          : mark.startsWith('c') ? capture.readAll()
+                                                 : m_bench.readAllStandardError();
+    const QString text = told.mid(mark.size());
+    QVERIFY2(shown.contains(text) != isAbsent, qPrintable(shown));
+    QCOMPARE(m_bench.exitCode(), fields[1].toInt());
 }
 
-void CanbenchTest::capture()
+// A signal ends canbench cleanly unless it cuts a file of commands short.
+void CanbenchTest::signalled()
 {
-    static const QRegularExpression doorAndAnswer(
-        R"(\(\d+\.\d{6}\) rx 2E2402400099\n\(\d+\.\d{6}\) tx FF\n)");
     Peer peer(m_device);
-    peer.send(LeftDoorOpen);
-    const QString path = m_folder.filePath("capture");
-    run({"--record", path}, "expect doorChanged within 5s\nquit\n");
+    for (const auto& [number, isFile] :
+         {std::pair(SIGTERM, true), {SIGTERM, false}, {SIGHUP, false}, {SIGINT, false}}) {
+        peer.send(LeftDoorOpen);
+        run(isFile ? QStringList{"--script", "/dev/stdin"} : QStringList(), "wait 1000s\nquit\n");
+        if (isFile)
+            m_bench.closeWriteChannel();
+        QVERIFY(!m_bench.upTo("doorChanged").isEmpty());
+        kill(static_cast<pid_t>(m_bench.processId()), number);
+        QVERIFY(m_bench.waitForFinished());
+        QVERIFY(m_bench.exitStatus() == QProcess::NormalExit && m_bench.exitCode() == (isFile ? 1 : 0));
+    }
+}
+
+// What is typed at a terminal may be wrong.
+void CanbenchTest::terminal()
+{
+    Peer peer(m_device);
+    Peer terminal(m_folder.filePath("terminal"));
+    Program bench;
+    bench.setStandardInputFile(m_folder.filePath("terminal"));
+    bench.start(CANBENCH_FILE, m_line);
+    terminal.send(QByteArray("fly\nexpect rx 00 within 1ms\nwait 1ms\nquit\n").toHex().constData());
+    QVERIFY(bench.waitForFinished());
+    QCOMPARE(bench.exitCode(), 0);
+    const QString told = bench.readAllStandardError();
+    QVERIFY(told.contains("canbench: unknown \"fly\"") &&
+            told.count("canbench: expected rx 00 within 1ms") == 1);
+}
+
+// Virtual time: the hour passes while the script waits, and none of it while the next line is awaited.
+void CanbenchTest::boxInside()
+{
+    m_bench.start(CANBENCH_FILE, {"--plugin", PLUGIN_FILE});
+    m_bench.type("box split 2\nbox door front-left open\nstate doors\nwait 3600s\nbox key swc 5 hold 2s");
+    QVERIFY(!m_bench.upTo("doorStatus             64").isEmpty());
+    QVERIFY(!m_bench.upTo("keyEvent key=5, state=0").isEmpty());
+    m_bench.type("ac power\nexpect acStatusChanged powerOff=true within 1s\nwait 2s\nbox dor");
+    QVERIFY(!m_bench.upTo("keyEvent key=5, state=2").isEmpty());
     QVERIFY(m_bench.waitForFinished());
-    run({"--record", path, "--plugin", path}, {}); // leaves the capture alone
+    QVERIFY(m_bench.readAllStandardError().contains("standard input:9: \"dor\": did you mean \"door\"?"));
+    QCOMPARE(m_bench.exitCode(), 5);
+}
+
+// A capture is moved away and goes on in a new file; then the name is taken. It is played by steps.
+void CanbenchTest::rotation()
+{
+    const QString path = m_folder.filePath("rotated");
+    const auto rotate = [this] { kill(static_cast<pid_t>(m_bench.processId()), SIGUSR1); };
+    m_bench.start(CANBENCH_FILE, {"--plugin", PLUGIN_FILE, "--record", path});
+    QVERIFY(!m_bench.upTo("notifyCanbusStatus").isEmpty());
+    QVERIFY(QFile::rename(path, path + ".1"));
+    rotate();
+    QTRY_VERIFY(QFile::exists(path));
+    rotate();
+    m_bench.setReadChannel(QProcess::StandardError);
+    QVERIFY(!m_bench.upTo("the capture goes on in the old file").isEmpty());
+    m_bench.setReadChannel(QProcess::StandardOutput);
+    m_bench.type("ac power\nquit");
     QVERIFY(m_bench.waitForFinished());
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString text = file.readAll();
-    QVERIFY(text.startsWith("# date: "));
-    QVERIFY(text.contains(doorAndAnswer));
-}
-
-void CanbenchTest::lineComesBack()
-{
-    auto peer = std::make_unique<Peer>(m_device);
-    peer->send(LeftDoorOpen);
-    run({}, "expect rx 2E2402400099 2E24020000D9 within 20s\nsend 00\n");
-    QCOMPARE(m_bench.upTo("leftFrontDoorOpen=true").count("notifyCanbusStatus"), 1);
-    peer = std::make_unique<Peer>(m_device);
-    peer->send(DoorsClosed);
-    const QByteArray output = m_bench.upTo("leftFrontDoorOpen=false");
-    QVERIFY(!output.isEmpty() && !output.contains("notifyCanbusStatus"));
-    QVERIFY(!m_bench.upTo("send returned 1").isEmpty());
-    m_bench.terminate();
+    const QByteArray text = file.readAll();
+    QVERIFY(text.startsWith("# capture: 2\n") && text.count("# capture") == 1 &&
+            text.contains("do ac power\n"));
+    m_bench.start(CANBENCH_FILE, {"--plugin", PLUGIN_FILE, "--replay", path, "--step"});
+    m_bench.type("\nexpect notifyCanbusStatus status=3 within 1ms\nquit");
     QVERIFY(m_bench.waitForFinished());
     QCOMPARE(m_bench.exitCode(), 0);
-    const QByteArray told = m_bench.readAllStandardError();
-    QCOMPARE(told.count(": the device is gone; waiting"), 1);
-    QCOMPARE(told.count("is open"), 1);
-}
-
-void CanbenchTest::interruptedScript()
-{
-    Peer peer(m_device);
-    peer.send(LeftDoorOpen);
-    run({"--script", "/dev/stdin"}, "wait 1000s");
-    m_bench.closeWriteChannel();
-    QVERIFY(!m_bench.upTo("doorChanged").isEmpty());
-    m_bench.terminate();
-    QVERIFY(m_bench.waitForFinished());
-    QCOMPARE(m_bench.exitCode(), 1);
 }
 
 void CanbenchTest::twoPrograms()
@@ -248,6 +301,89 @@ void CanbenchTest::twoPrograms()
     QVERIFY(m_bench.waitForFinished());
     QCOMPARE(m_bench.exitCode(), 0);
     QVERIFY(!box.upTo("head unit: stop").isEmpty());
+    // Its end leaves the head unit a moment to read.
+    QElapsedTimer ending;
+    ending.start();
+    box.type("quit");
+    QVERIFY(box.waitForFinished());
+    QVERIFY(ending.elapsed() >= 200);
+    // A reader that goes does not end the box.
+    Program unheard;
+    Program reader;
+    unheard.setStandardOutputProcess(&reader);
+    unheard.start(BOXSIM_FILE, {});
+    reader.start("head", {"-n", "1"});
+    QVERIFY(reader.waitForFinished());
+    unheard.type("state\nquit");
+    QVERIFY(unheard.waitForFinished());
+    QCOMPARE(unheard.exitCode(), 0);
+}
+
+// boxdecode between the two: what it records is what has crossed, as it was shown, and can be played.
+void CanbenchTest::tap()
+{
+    const QString link = m_folder.filePath("canbox");
+    const QString record = m_folder.filePath("record");
+    Peer headUnit(m_device);
+    Peer atTap(m_folder.filePath("headunit"));
+    std::atomic<bool> isOver{false};
+    std::pair<QByteArray, QByteArray> crossed;
+    std::thread wire([&] { crossed = headUnit.join(atTap, isOver); });
+    const auto joining = qScopeGuard([&] {
+        isOver = true;
+        if (wire.joinable())
+            wire.join();
+    });
+    Program tap;
+    const auto tells = [&](const char* text) {
+        tap.setReadChannel(QProcess::StandardError);
+        return !tap.upTo(text).isEmpty();
+    };
+    Program box;
+    box.setProcessChannelMode(QProcess::MergedChannels);
+    tap.start(BOXDECODE_FILE, {"--tap", m_folder.filePath("headunit"), link, "--record", record});
+    QVERIFY(tells("No such file or directory; waiting for it"));
+    box.start(BOXSIM_FILE, {"--link", link});
+    QVERIFY(tells("canbox is open"));
+    run({}, {});
+    box.type("door front-left open");
+    QVERIFY(!m_bench.upTo("doorChanged doorStatus=64").isEmpty());
+    box.end();
+    QVERIFY(tells("canbox: the device is gone; waiting for it"));
+    m_bench.type("ac power");
+    QVERIFY(tells("what the head unit sends is dropped"));
+    QFile::remove(link);
+    box.start(BOXSIM_FILE, {"--link", link});
+    QVERIFY(tells("canbox is open"));
+    QVERIFY(!box.upTo("the line was opened").isEmpty());
+    box.type("door back open");
+    QVERIFY(!m_bench.upTo("doorChanged doorStatus=8").isEmpty());
+    QVERIFY(tells("dropped on the way to the CAN box: "));
+    m_bench.end();
+    isOver = true;
+    wire.join();
+    kill(static_cast<pid_t>(tap.processId()), SIGTERM);
+    QVERIFY(tap.waitForFinished());
+    QCOMPARE(tap.exitCode(), 0);
+    tap.setReadChannel(QProcess::StandardOutput);
+    const QByteArray shown = tap.readAll();
+    QFile file(record);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QByteArray received;
+    for (const QByteArray& line : file.readAll().split('\n'))
+        received +=
+            line.startsWith('(') && line.contains("rx") ? QByteArray::fromHex(line.split(' ')[2]) : "";
+    QCOMPARE(received.toHex(), crossed.second.toHex());
+    tap.start(BOXDECODE_FILE, {record});
+    QVERIFY(tap.waitForFinished());
+    static const QRegularExpression answers("  acknowledged|[^\n]* acknowledgement [^\n]*\n"); // may be late
+    QCOMPARE(QString(tap.readAll()).remove(answers), QString(shown).remove(answers));
+    QVERIFY(shown.contains(") tx start") && shown.contains("backDoorOpen=true"));
+    m_bench.end();
+    m_bench.start(CANBENCH_FILE,
+                  {"--plugin", PLUGIN_FILE, "--replay", record, "--speed", "max", "--car-model", "20"});
+    QVERIFY(!m_bench.upTo("doorChanged doorStatus=8").isEmpty());
+    m_bench.end();
 }
 
 QTEST_GUILESS_MAIN(CanbenchTest)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What the shell completes for the programs, and that their man pages tell of every option.
-# usage: tst_completion.sh CANBENCH BOXSIM
+# usage: tst_completion.sh CANBENCH BOXSIM BOXDECODE
 set -euo pipefail
 packaging=$(dirname "$0")/../packaging
 source "$packaging/completion/canbench"
@@ -25,13 +25,16 @@ check '--scenario' "$(completed "$2" --link x --s)"
 check 'de' "$(completed "$1" --language d)"
 check '' "$(completed "$1" --car-model --)"
 check "$packaging/man" "$(completed "$1" --settings-root "$packaging/m")"
-check "$packaging/man/boxsim.1" "$(completed "$2" --scenario "$packaging/man/b")"
+check "$packaging/man/boxsim.1" "$(completed "$2" --scenario "$packaging/man/boxs")"
 check 'door drive' "$(completed "$2" --scenario d)"
+check '--from --format --filter' "$(completed "$3" --f | tr ' ' '\n' | sort -r | xargs)"
+check 'radar,clock' "$(completed "$3" --filter radar,clo)"
+check 'man' "$(completed "$3" --all m)"
 check '/dev/tty' "$(completed "$1" --port '' | tr ' ' '\n' | grep -x /dev/tty)"
 
 for program in "$@"; do
   page=$packaging/man/$(basename "$program").1
   for option in $(completed "$program" --); do
-    sed 's/\\-/-/g' "$page" | grep -qwe "$option" || { echo "$page does not tell of $option" >&2; exit 1; }
+    grep -qwe "$option" <(sed 's/\\-/-/g' "$page") || { echo "$page does not tell of $option" >&2; exit 1; }
   done
 done

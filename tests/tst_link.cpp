@@ -184,7 +184,7 @@ void LinkTest::otherThread()
 
 void LinkTest::lostLinkIsNotPolled()
 {
-    m_host.receiveFrame(0x2C, {});
+    m_host.receiveFrame(ReservedType, {});
     VirtualClock::instance().advance(120000);
     QCOMPARE(m_host.take().filter("2E 90").size(), 1);
 }

@@ -1,5 +1,6 @@
 #include "conversation.h"
 
+#include "description.h"
 #include "operations.h"
 #include "recordinghost.h"
 #include "virtualclock.h"
@@ -22,16 +23,8 @@ QStringList words(const QString& line)
     return result;
 }
 
-// The frames to the box: length and the port's flag by type.
-struct FrameToBox
-{
-    int length;
-    bool flag;
-};
-
-const QMap<int, FrameToBox> framesToBox{{0x81, {1, true}}, {0x83, {2, false}},  {0x90, {2, false}},
-                                        {0x98, {6, true}}, {0x99, {34, false}}, {0x9D, {3, false}},
-                                        {0xC7, {6, true}}, {0xE0, {2, true}},   {0xE2, {1, true}}};
+// The types of the frames to the box that go with the port's flag.
+const QSet<int> flaggedTypes{0x81, 0x98, 0xC7, 0xE0, 0xE2};
 
 /// The journal's lines for "TYPE DATA, TYPE DATA...", each beginning with @p verb.
 QStringList writes(const QString& verb, const QString& frames)
@@ -48,14 +41,14 @@ QStringList writes(const QString& verb, const QString& frames)
             text.replace(match.capturedStart(), match.capturedLength(), units);
         }
         const QByteArray bytes = hex(text);
-        const int type = static_cast<unsigned char>(bytes.at(0));
-        const FrameToBox frame = framesToBox.value(type);
-        if (bytes.size() > frame.length + 1)
+        const auto type = static_cast<unsigned char>(bytes.at(0));
+        const protocol::Frame* frame = protocol::Description::standard().frame(type);
+        if (!frame || bytes.size() > frame->length + 1)
             qFatal("no frame to the box is %s", qPrintable(text));
-        const QByteArray data = bytes.mid(1).leftJustified(frame.length, '\0');
+        const QByteArray data = bytes.mid(1).leftJustified(frame->length, '\0');
         lines.append(QStringLiteral("%1 %2 %3")
                          .arg(verb, QString::fromLatin1(frameOf(type, data).toHex(' ').toUpper()),
-                              frame.flag ? "true" : "false"));
+                              flaggedTypes.contains(type) ? "true" : "false"));
     }
     return lines;
 }
@@ -99,22 +92,6 @@ QStringList stateOf(RecordingHost& host)
     return lines;
 }
 
-// What the getters of a signal's topic are called.
-const QMap<QString, QRegularExpression> topics{
-    {"doorChanged()", QRegularExpression("Door")},
-    {"canDrivingPositionChanged()", QRegularExpression("CanDrivingPosition")},
-    {"sigRadarChanged()", QRegularExpression("Radar")},
-    {"otherInfoDataChanged()", QRegularExpression("OtherInfo")},
-    {"tireAlert()", QRegularExpression("Tire")},
-    {"tireDataChanged()", QRegularExpression("Tire")},
-    {"drivingDataChanged()", QRegularExpression("DrivingData")},
-    {"fuelDataChanged()", QRegularExpression("FuelConsumption")},
-    {"unitDataChanged()", QRegularExpression("UnitData")},
-    {"sigVersionData()", QRegularExpression("^version")},
-    {"sigCameraMode()", QRegularExpression("CameraMode")},
-    {"acStatusChanged()", QRegularExpression("^(is|get(Ac|Air|LeftV|RightV))")},
-};
-
 /// What happens within the calls that the plug-in makes.
 class Slots
 {
@@ -128,17 +105,11 @@ public:
     void add(const QString& call, const QStringList& steps) { m_acts.append({call, steps}); }
     /// The calls whose steps were not done.
     QStringList left() const;
-    /// Whether the answers in slots are kept from now on; not where steps wait to be done.
-    void watch(bool on);
-    /// The answers of @p state that a slot did not get.
-    QStringList lateAnswers(const QStringList& state);
     void called(const QString& call);
 
 private:
     RecordingHost& m_host;
     QList<QPair<QString, QStringList>> m_acts;
-    QList<QPair<QString, QStringList>> m_seen;
-    bool m_watches = false;
 };
 
 /// Does what the step says. @return the result of a host call.
@@ -182,22 +153,6 @@ QStringList Slots::left() const
     return lines;
 }
 
-void Slots::watch(bool on)
-{
-    m_watches = on && m_acts.isEmpty();
-    m_seen.clear();
-}
-
-QStringList Slots::lateAnswers(const QStringList& state)
-{
-    QStringList lines;
-    for (const auto& seen : qAsConst(m_seen)) {
-        for (const QString& line : changes(seen.second, state).filter(topics[seen.first]))
-            lines.append("too late for the slot of " + seen.first + ": " + line);
-    }
-    return lines;
-}
-
 void Slots::called(const QString& call)
 {
     if (!m_acts.isEmpty() &&
@@ -207,8 +162,6 @@ void Slots::called(const QString& call)
             const QString verb = arguments.takeFirst();
             perform(m_host, verb, arguments);
         }
-    } else if (m_watches && topics.contains(call)) {
-        m_seen.append({call, stateOf(m_host)});
     }
 }
 
@@ -227,7 +180,6 @@ QStringList outcome(RecordingHost& host, Slots& inCalls, const Step& step, QStri
             results.append((name + ' ' + operation(name).call(host.service(), {})).trimmed());
         }
     } else {
-        inCalls.watch(verb == QLatin1String("box"));
         const QString result = perform(host, verb, arguments);
         if (!result.isEmpty())
             results.append((QStringLiteral("returns ") + result).trimmed());
@@ -236,8 +188,7 @@ QStringList outcome(RecordingHost& host, Slots& inCalls, const Step& step, QStri
     const QStringList newState = stateOf(host);
     if (verb == QLatin1String("box"))
         lines = withoutSignOfLife(lines,
-                                  frameOf(arguments[0].toInt(nullptr, 16), hex(arguments.mid(1).join(' ')))) +
-                inCalls.lateAnswers(newState);
+                                  frameOf(arguments[0].toInt(nullptr, 16), hex(arguments.mid(1).join(' '))));
     // A change of the car or of the texts is no doing of the plug-in: what the getters make of it is not
     // listed.
     static const QStringList doings{"box", "chunk", "wait", "call"};

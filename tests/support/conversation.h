@@ -15,11 +15,10 @@
 ///
 /// or, in fewer lines: box 24 07 00 | canDrivingPositionChanged() | getCanDrivingPosition 0
 ///
-/// What comes about: the host's journal (see RecordingHost), then each getter whose answer changed. Within
-/// the slot of each signal that a "box" step brings, the getters of its topic must have their last answers
-/// already. Instead of the bytes of written frames, "sends TYPE DATA, TYPE DATA..." may be expected ("loses",
-/// into the closed port): without what belongs to every frame of the type, and without zeros at the end of
-/// the data. Within it 'text' are UTF-16 code units, low byte first.
+/// What comes about: the host's journal (see RecordingHost), then each getter whose answer changed. Instead
+/// of the bytes of written frames, "sends TYPE DATA, TYPE DATA..." may be expected ("loses", into the closed
+/// port): without what belongs to every frame of the type, and without zeros at the end of the data. Within
+/// it 'text' are UTF-16 code units, low byte first.
 ///
 /// Steps:
 ///

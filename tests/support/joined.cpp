@@ -2,8 +2,6 @@
 
 #include "linewatch.h"
 
-#include <QTemporaryFile>
-
 #include <iostream>
 
 Joined::Joined(bool json)
@@ -34,12 +32,9 @@ Joined::~Joined()
 
 int Joined::run(const QByteArray& script)
 {
-    QTemporaryFile file;
-    if (!file.open() || file.write(script) != script.size() || !file.flush())
-        qFatal("cannot write %s", qPrintable(file.fileName()));
     int code = -1;
     QObject::connect(&m_bench->script, &Script::ended, [&code](int ending) { code = ending; });
-    m_bench->script.readFile(file.fileName());
+    m_bench->script.take({"script", script, {}});
     RecordingHost::instance().service().start();
     for (int second = 0; second < 600 && code < 0; ++second)
         VirtualClock::instance().advance(1000);

@@ -28,6 +28,7 @@ public:
     boxsim::Box box;
     boxsim::Simulation simulation{box};
     Workbench& bench() { return *m_bench; }
+    Report& report() { return m_report; }
     QString told() const { return QString::fromStdString(m_told.str()); } ///< on standard error
 
 private:

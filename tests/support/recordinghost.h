@@ -78,6 +78,9 @@ private:
     bool m_logs = false;
 };
 
+/// A type that no frame will ever have, as protocol/canbox.json says; in conversations it is 2C.
+constexpr int ReservedType = 0x2C;
+
 /// A good frame of the CAN box.
 QByteArray frameOf(int type, const QByteArray& payload);
 

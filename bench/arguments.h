@@ -1,0 +1,22 @@
+#pragma once
+
+#include "words.h"
+
+/// Thrown by a command that cannot be carried out, with what is wrong and what would be right.
+struct CommandError
+{
+    QString text;
+};
+
+/// Where @p word stands among @p words. @throw CommandError where it does not, with the nearest or all of
+/// them
+int placeOf(const QString& word, const QStringList& words);
+
+/// The bytes that @p hex tells. @throw CommandError where they are none
+QByteArray bytesOf(const QString& hex);
+
+/// The time that @p word tells, as timeOf() does. @throw CommandError where it tells none
+std::chrono::milliseconds durationOf(const QString& word);
+
+/// The number that @p word tells, decimal, or hexadecimal behind 0x.
+std::optional<int> numberOf(const QString& word);

@@ -1,8 +1,0 @@
-#include "note.h"
-
-#include <iostream>
-
-void note(const QString& text)
-{
-    std::cerr << "canbench: " << text.toStdString() << '\n';
-}
