@@ -134,6 +134,7 @@ void LinkState::take(const QByteArray& chunk)
 {
     m_chunkAt = realTime();
     m_isHandling = true;
+    m_askedAt.reset();
     const Traffic before = m_fromBox.traffic;
     m_fromBox.take(chunk);
     const Traffic& after = m_fromBox.traffic;
@@ -153,6 +154,8 @@ void LinkState::takeSent(const QByteArray& bytes)
     const Traffic before = m_toBox.traffic;
     m_toBox.take(bytes);
     const Traffic& after = m_toBox.traffic;
+    if (after.frames != before.frames && !m_askedAt)
+        m_askedAt = now();
     if (m_isHandling &&
         after.acknowledgements + after.rejections != before.acknowledgements + before.rejections)
         m_acknowledgement.add(realTime() - m_chunkAt);
@@ -212,7 +215,7 @@ QString LinkState::diagnosis() const
                    "%1 of %2 bytes belong to no frame: is the line disturbed, or has somebody else it open?")
             .arg(in.dropped)
             .arg(in.bytes);
-    if (m_toBox.last - m_fromBox.last > SilenceTime)
+    if (m_askedAt && now() - *m_askedAt > SilenceTime)
         return QString(
                    "the box was last heard %1 s ago, and does not answer: has it lost its power or a wire?")
             .arg(std::chrono::duration<double>(now() - m_fromBox.last).count(), 0, 'f', 1);

@@ -8,6 +8,7 @@
 #include <array>
 #include <chrono>
 #include <deque>
+#include <optional>
 #include <vector>
 
 /// What one direction of the line has carried.
@@ -115,10 +116,11 @@ private:
 
     Side m_fromBox;
     Side m_toBox;
-    std::deque<Chunk> m_recent;            // of the last second
-    std::chrono::nanoseconds m_begin;      // by now()
-    std::chrono::nanoseconds m_chunkAt{0}; // by realTime()
-    bool m_isHandling = false;             // the service is at work on the chunk
+    std::deque<Chunk> m_recent;                        // of the last second
+    std::chrono::nanoseconds m_begin;                  // by now()
+    std::optional<std::chrono::nanoseconds> m_askedAt; // by now(): a frame went, and nothing has come since
+    std::chrono::nanoseconds m_chunkAt{0};             // by realTime()
+    bool m_isHandling = false;                         // the service is at work on the chunk
     Delay m_acknowledgement;
     Delay m_announcement;
     int m_losses = 0;

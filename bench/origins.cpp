@@ -19,7 +19,7 @@ FieldsByPath findFields()
     for (const Frame& frame : Description::standard().frames()) {
         for (const Field& field : frame.fields) {
             for (const Text& path : field.readings)
-                fields[QString::fromUtf8(path.data(), static_cast<int>(path.size()))].append(&field);
+                fields[protocol::toString(path)].append(&field);
         }
     }
     return fields;
@@ -59,8 +59,7 @@ KnownReading withOrigin(const Reading& reading, const LinkState& link)
         known.time = time;
         const double number = static_cast<double>(value.number) / std::pow(10, value.decimals);
         const bool isShown = reading.data.type() != QVariant::String && reading.data.toDouble() == number;
-        known.meaning =
-            isShown ? QString::fromUtf8(value.name.data(), static_cast<int>(value.name.size())) : QString();
+        known.meaning = isShown ? protocol::toString(value.name) : QString();
     }
     return known;
 }

@@ -112,6 +112,8 @@ QString Screen::refusal()
     int error = 0;
     const bool isKnown = setupterm(nullptr, STDOUT_FILENO, &error) == OK;
     const bool canMove = isKnown && cursor_address;
+    if (isKnown)
+        del_curterm(cur_term);
     const QString name = QString::fromLocal8Bit(std::getenv("TERM"));
     return canMove ? QString()
                    : QString("a terminal with a cursor that can be moved; TERM is \"%1\"").arg(name);
@@ -125,7 +127,7 @@ void Screen::setLastWords(const QString& line)
 Screen::Screen()
 {
     set_escdelay(EscapeDelay);
-    newterm(nullptr, stdout, stdin);
+    m_screen = newterm(nullptr, stdout, stdin);
     cbreak();
     noecho();
     keypad(stdscr, TRUE);
@@ -142,6 +144,7 @@ Screen::~Screen()
     for (int number : crashes)
         static_cast<void>(std::signal(number, SIG_DFL));
     endwin();
+    delscreen(m_screen);
 }
 
 bool Screen::isAscii() const

@@ -4,6 +4,8 @@
 
 #include <memory>
 
+struct screen; // of curses
+
 /// The terminal as a screen of rows. It is itself again when this goes, and when the process crashes.
 class Screen
 {
@@ -25,4 +27,7 @@ public:
     void show(const QVector<Row>& rows);
     /// Takes the keys that were pressed, as WatchView::press() wants them.
     QVector<int> takeKeys();
+
+private:
+    screen* m_screen;
 };

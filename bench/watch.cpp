@@ -121,7 +121,7 @@ Style styleOf(nanoseconds changed, nanoseconds now)
 QString nameOf(int type)
 {
     const protocol::Frame* frame = protocol::Description::standard().frame(static_cast<unsigned char>(type));
-    return frame ? QString::fromUtf8(frame->name.data(), static_cast<int>(frame->name.size())) : "unknown";
+    return frame ? protocol::toString(frame->name) : "unknown";
 }
 
 int keyOf(const WatchState::Frames& frames)

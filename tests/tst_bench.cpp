@@ -377,8 +377,10 @@ void BenchTest::diagnoses_data()
     row("rx FF; rx FF", "2 bytes have come, and no good frame");
     row("rx 2E2402400099; rx 2E2402400098", "1 of 2 frames have a wrong checksum");
     row("rx 2E2402400099; rx 55", "1 of 7 bytes belong to no frame");
-    row("rx 2E2402400099; 2000; tx 2E900230FF3E; 500", "nothing is wrong");
-    row("rx 2E2402400099; 2100; tx 2E900230FF3E; 400", "the box was last heard 2.5 s ago");
+    row("rx 2E2402400099; 9000; tx 2E900230FF3E; 1900; tx 2E8101017C", "nothing is wrong");
+    row("rx 2E2402400099; 400; tx 2E900230FF3E; 1900; tx 2E8101017C; 200",
+        "the box was last heard 2.5 s ago");
+    row("rx 2E2402400099; tx 2E900230FF3E; rx FF; 2500; tx FF; 2500", "nothing is wrong");
     row("rx 2E2402400099; 2*tx 2E8101017C", "nothing is wrong");
     row("rx 2E2402400099; 3*tx 2E8101017C", "the box sends frames, and answers none");
     row("rx 2E2402400099; 3*tx 2E8101017C; 2*rx F0; rx FF", "the box rejects what it is sent (2 times)");
