@@ -1,5 +1,6 @@
 #include "playback.h"
 
+#include "clock.h"
 #include "linewatch.h"
 #include "note.h"
 
@@ -29,6 +30,7 @@ Playback::Playback(CaptureReader& reader, Workbench& bench, Report& report, Play
 
 void Playback::start()
 {
+    m_beganAt = realTime();
     m_replay.start();
     if (m_options.steps)
         m_replay.pause();
@@ -180,8 +182,10 @@ void Playback::showProgress()
     if (!wantsProgress())
         return;
     QString text = portion();
-    if (m_end && speed() > 0)
+    // At max it is as fast as it was up to here.
+    const double pace = speed() > 0 ? speed() : m_replay.time() / duration<double>(realTime() - m_beganAt);
+    if (m_end && pace > 0)
         text += QString(", %1 s left")
-                    .arg((duration<double>(*m_end - m_replay.time()) / speed()).count(), 0, 'f', 0);
+                    .arg((duration<double>(*m_end - m_replay.time()) / pace).count(), 0, 'f', 0);
     ::showProgress(text);
 }

@@ -75,6 +75,7 @@ private:
     const Options m_options;
     Replay m_replay;
     std::optional<Time> m_end; // of the whole, where that is known
+    Time m_beganAt{0};         // by realTime()
     int m_passes = 0;          // that are over
     bool m_isStepping = false;
     bool m_pausesThere = false; // where a seek leads to
