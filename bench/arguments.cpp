@@ -30,10 +30,3 @@ std::chrono::milliseconds durationOf(const QString& word)
                 .arg(word)};
     return *time;
 }
-
-std::optional<int> numberOf(const QString& word)
-{
-    bool isNumber = false;
-    const int number = word.toInt(&isNumber, word.startsWith("0x", Qt::CaseInsensitive) ? 16 : 10);
-    return isNumber ? std::optional(number) : std::nullopt;
-}

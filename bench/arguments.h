@@ -17,6 +17,3 @@ QByteArray bytesOf(const QString& hex);
 
 /// The time that @p word tells, as timeOf() does. @throw CommandError where it tells none
 std::chrono::milliseconds durationOf(const QString& word);
-
-/// The number that @p word tells, decimal, or hexadecimal behind 0x.
-std::optional<int> numberOf(const QString& word);

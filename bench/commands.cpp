@@ -341,7 +341,7 @@ constexpr Command commands[] = {
      "switch a unit to its next value; item 0 is the fuel consumption's",
      call<&Car::setUnitCmd>},
     {"position", {{"VALUE"}}, "set the driving position", call<&Car::setCanDrivingPosition>},
-    {"camera", {{"KEY"}, {"X"}, {"Y"}}, "touch the camera picture; KEY is touch, or the host's code", camera},
+    {"camera", {{"touch|CODE"}, {"X"}, {"Y"}}, "touch the camera picture; CODE is the host's", camera},
     {"radio",
      {{"BAND"}, {"FREQUENCY"}, {"[STATION]"}},
      "show the radio's texts on the instrument cluster",
@@ -507,6 +507,28 @@ Action read(const Input& input, BenchParts has)
 }
 
 } // namespace
+
+QStringList candidates(const QStringList& before)
+{
+    if (before.isEmpty())
+        return commandNames();
+    const int place = commandNames().indexOf(before.constFirst());
+    if (place < 0)
+        return {};
+    const Command& command = commands[place];
+    const Words words = before.mid(1);
+    if (command.read == tellBox)
+        return boxsim::candidates(words);
+    if (command.read == expect)
+        return expectable(words);
+    Words candidates = words.isEmpty() && command.choices ? command.choices() : Words();
+    const Words arguments = argumentsOf(command).replaceInStrings(QRegularExpression("[][]"), {});
+    for (int i = 0; i < arguments.size(); ++i) {
+        if (arguments[i].startsWith("--") || (arguments[i].contains('|') && i == words.size()))
+            candidates += arguments[i].split('|').filter(QRegularExpression("[a-z]")); // no placeholders
+    }
+    return candidates;
+}
 
 CommandKind kindOf(const QString& line)
 {

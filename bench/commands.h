@@ -29,6 +29,9 @@ CommandKind kindOf(const QString& line);
 /// @throw CommandError where there is no such command or its arguments are wrong
 void execute(const Bench& bench, const QString& line);
 
+/// The words of a command that can stand behind @p before, as far as they are known.
+QStringList candidates(const QStringList& before);
+
 /// What a bench has beside its service.
 struct BenchParts
 {

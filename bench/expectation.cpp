@@ -34,6 +34,12 @@ QVector<Reading> blanksOf(const QString& signal)
     return blanks;
 }
 
+// What conditions can be about, of a signal or of a state's topic, as blanks.
+QVector<Reading> valuesOf(const QString& what, const QString& topic)
+{
+    return what == "state" ? CarState::blanks(topic) : blanksOf(what);
+}
+
 // Reads what a condition compares with, as a value of the type.
 QVariant valueOf(const QString& text, QVariant::Type type)
 {
@@ -132,11 +138,26 @@ Expectation readExpectation(const QStringList& words)
         if (rest.isEmpty())
             throw CommandError{"a state is expected by its values, as in state climate fan>=3"};
     }
-    const QVector<Reading> blanks =
-        expectation.topic.isEmpty() ? blanksOf(expectation.what) : CarState::blanks(expectation.topic);
+    const QVector<Reading> blanks = valuesOf(expectation.what, expectation.topic);
     for (const QString& word : qAsConst(rest))
         expectation.conditions.append(readCondition(word, blanks));
     return expectation;
+}
+
+QStringList expectable(const QStringList& before)
+{
+    if (before.isEmpty())
+        return expectableNames() + QStringList("no");
+    const bool isAbsence = before.constFirst() == "no";
+    const QStringList words = before.mid(isAbsence ? 1 : 0);
+    if (words.isEmpty())
+        return expectableNames();
+    if (words == QStringList("state"))
+        return CarState::topics();
+    QStringList candidates(isAbsence ? "for" : "within");
+    for (const Reading& value : valuesOf(words[0], words.value(1)))
+        candidates.append(value.name + '=');
+    return candidates;
 }
 
 QStringList expectableNames()

@@ -47,5 +47,8 @@ struct Expectation
 /// @throw CommandError where they are none
 Expectation readExpectation(const QStringList& words);
 
+/// What can stand behind the words @p before of an expectation; of a condition its name, as in fan=.
+QStringList expectable(const QStringList& before);
+
 /// All that an expectation can begin with, but "no": rx, tx, state and the signals.
 QStringList expectableNames();

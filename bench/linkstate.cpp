@@ -126,7 +126,7 @@ LinkState::LinkState()
     m_warning.setSingleShot(true);
     connect(&m_warning, &QTimer::timeout, this, [this] {
         m_hasWarned = true;
-        note(diagnosis());
+        complain(diagnosis());
     });
 }
 

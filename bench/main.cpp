@@ -39,8 +39,8 @@ CanServiceBase* loadService(const QString& path)
             instance ? other.arg(loader.metaData().value("IID").toString()) : loader.errorString();
         const QString metaData = QJsonDocument(loader.metaData()).toJson(QJsonDocument::Compact);
         const QString remedy = QFile::exists(path) ? "" : "the package canservice-toyota has the plug-in; ";
-        note(QString("cannot use %1: %2; %3--plugin names another library\n  metadata: %4")
-                 .arg(path, why, remedy, metaData));
+        complain(QString("cannot use %1: %2; %3--plugin names another library\n  metadata: %4")
+                     .arg(path, why, remedy, metaData));
     }
     return service;
 }
@@ -124,7 +124,7 @@ ExitCode readScripts(const Options& options, QVector<ScriptFile>& scripts)
     for (const QString& name : options.scripts) {
         const ScriptFile script = ScriptFile::read(name);
         if (!script.error.isEmpty()) {
-            note(QString("cannot read %1: %2").arg(name, script.error));
+            complain(QString("cannot read %1: %2").arg(name, script.error));
             return BadArguments;
         }
         mistakes += mistakesIn(script, parts);
@@ -164,8 +164,12 @@ void connectSignals(Workbench& bench, const std::function<void()>& interrupt, co
         QObject::connect(&bench.script, &QObject::destroyed, [descriptor] { close(descriptor); });
         return new QSocketNotifier(descriptor, QSocketNotifier::Read, &bench.script);
     };
+    const auto take = [&bench, interrupt](int descriptor) {
+        if (takeSignal(descriptor) != SIGINT || !bench.script.discardTyped())
+            interrupt();
+    };
     if (options.replay != "-")
-        QObject::connect(notifier(endSignals), &QSocketNotifier::activated, &bench.script, interrupt);
+        QObject::connect(notifier(endSignals), &QSocketNotifier::activated, &bench.script, take);
     QObject::connect(notifier({SIGUSR1}), &QSocketNotifier::activated, &bench.script,
                      [&bench, capture = options.capture](int descriptor) {
                          takeSignal(descriptor);
@@ -194,14 +198,14 @@ int work(Workbench& bench, Report& report, const Options& options, std::unique_p
     service->stop();
     note(bench.link().summary());
     if (const QString diagnosis = bench.link().diagnosis(); !diagnosis.isEmpty())
-        note(diagnosis);
+        complain(diagnosis);
     const bool isAsRecorded = !playback || playback->finishCheck();
     return isAsRecorded || code != CleanEnd ? code : ExpectationFailed;
 }
 
 void tellUnwritten(int error)
 {
-    note("cannot write standard output: " + qt_error_string(error));
+    complain("cannot write standard output: " + qt_error_string(error));
 }
 
 struct Ending
@@ -234,7 +238,7 @@ Ending serve(const Options& options, const ScriptFile* script, Report& report, R
     if (script)
         bench.script.take(*script);
     else if (options.replay != "-" && !options.watch) // else these take up standard input
-        bench.script.readStandardInput(options.json);
+        bench.script.readStandardInput(options.json, candidates);
     if (!options.replay.isEmpty())
         report.restart(reader.header().date);
     if (isRecording && !bench.capture.open(capturedCar(options.capture), report.begin()))
@@ -286,7 +290,7 @@ int runAll(const Options& options, const QVector<ScriptFile>& scripts, CaptureRe
     for (const int carModel = hostSetup().carModelId; done < scripts.size(); ++done) {
         hostSetup().carModelId = carModel;
         if (done > 0 && !options.replay.isEmpty() && !reader.rewind()) {
-            note(reader.error());
+            complain(reader.error());
             return BadArguments;
         }
         const Ending ending = run(options, &scripts[done], reader);
@@ -319,6 +323,8 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationName("canbench");
     QCoreApplication::setApplicationVersion(CANBENCH_VERSION);
     const Options options = readOptions(QCoreApplication::arguments());
+    if (options.quiet)
+        beQuiet();
     if (!options.log)
         QLoggingCategory::setFilterRules("default.debug=false");
     selectLanguage(options.language);
@@ -329,7 +335,7 @@ int main(int argc, char* argv[])
     CaptureReader reader;
     const QString error = options.replay.isEmpty() ? QString() : openCapture(reader, options);
     if (!error.isEmpty()) {
-        note(error);
+        complain(error);
         return BadArguments;
     }
     return runAll(options, scripts, reader);

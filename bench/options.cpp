@@ -1,19 +1,15 @@
 #include "options.h"
 
-#include "exitcode.h"
+#include "commandline.h"
 #include "hostsetup.h"
 #include "languages.h"
-#include "note.h"
 #include "screen.h"
 #include "virtualclock.h"
 #include "words.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
 
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
@@ -36,22 +32,6 @@ Exit codes:
 constexpr int OwnCarModel = 153; // of the simulated box inside
 constexpr int NoCarModelIndex = 255;
 
-// Ends the program over arguments that cannot be used.
-[[noreturn]] void refuse(const QString& text)
-{
-    note(text + "; --help tells what can be given");
-    std::exit(BadArguments);
-}
-
-int number(const QCommandLineParser& parser, const QString& option, int lowest, int highest)
-{
-    bool valid = false;
-    const int value = parser.value(option).toInt(&valid);
-    if (!valid || value < lowest || value > highest)
-        refuse(QString("--%1 needs a number from %2 to %3").arg(option).arg(lowest).arg(highest));
-    return value;
-}
-
 // Where the build tree or an installation keeps the file, seen from the executable.
 QString findNear(const QStringList& places)
 {
@@ -65,60 +45,71 @@ QString findNear(const QStringList& places)
 
 QList<QCommandLineOption> knownOptions()
 {
-    return {
-        {{"h", "help"}, "Show this help."},
-        {"version", "Show the version."},
-        {"port", "The serial device that is wired to a CAN box, instead of a simulated box inside.",
-         "device"},
-        {"replay", "A capture that is played, instead of a box; - is standard input.", "file"},
-        {"speed", "How fast a capture is played: 0.01 to 1000 times as fast as it was, or max; 1 by default.",
-         "factor", "1"},
-        {"from", "Play up to this time at once, and show what comes then.", "seconds"},
-        {"to", "End at this time of the capture.", "seconds"},
-        {"loop", "Play it so often, each time with a fresh plug-in; for ever without a number.", "times"},
-        {"skip-gaps", "Pass a longer time without a record at once.", "seconds"},
-        {"step", "Play the next frame at each press of the return key."},
-        {"check", "Compare what the head unit sends with what it sent in the capture."},
-        {"lenient", "Leave out the damaged lines of a capture instead of ending at the first."},
-        {"car-model",
-         "The id of the car model, 0 to 65535; needed with --port. A box inside has 153, a capture its own.",
-         "id"},
-        {"car-model-index",
-         "The car model index for the CAN box, 0 to 254; 255, the default but for a capture, announces none.",
-         "index"},
-        {"settings-root",
-         "The directory that stands for the head unit's root file system; otherwise the sample of canbench.",
-         "directory"},
-        {"plugin", "The plug-in to load; otherwise the one beside canbench or in its library folder.",
-         "file"},
-        {"language", "The language of units and labels: " + languages().join(", ") + "; en by default.",
-         "language", "en"},
-        {"trace", "Show the bytes of both directions, and the frames in them."},
-        {"log", "Show the plug-in's log lines."},
-        {"watch", "Show the line, the car and the last events on the whole terminal. F1 tells the keys."},
-        {"json",
-         "Write one JSON object a line. Commands from a pipe are then answered one by one, and a wrong one "
-         "ends nothing."},
-        {"record",
-         "Write the raw bytes of both directions and the host's calls to a capture; its name may hold "
-         "codes of the time, as %F; - is standard output. SIGUSR1 opens it anew.",
-         "file"},
-        {"overwrite", "Replace a capture that exists."},
-        {"purpose", "What the capture's header says about its purpose.", "text", "recorded by canbench"},
-        {"give-up",
-         "End when the device has been away for so long, up to 86400; 300 by default, 0 waits for ever.",
-         "seconds"},
-        {"clock",
-         "real, or virtual: time passes only while a command waits or bytes are on the line, and as fast as "
-         "the work is done. virtual is the default for a box inside with --script or piped commands.",
-         "clock"},
-        {"script",
-         "Run the commands of a file instead of standard input's; - is standard input as a script. It is "
-         "checked before anything happens. Given more than once, each has a fresh plug-in and box.",
-         "file"},
-        {"check-script", "Only check each --script."},
-        {"wait", "Wait for a device that cannot be opened, as a session at a terminal does."},
-    };
+    return commonOptions() +
+           QList<QCommandLineOption>{
+               {"port", "The serial device that is wired to a CAN box, instead of a simulated box inside.",
+                "device"},
+               {"replay", "A capture that is played, instead of a box; - is standard input.", "file"},
+               {"speed",
+                "How fast a capture is played: 0.01 to 1000 times as fast as it was, or max; 1 by default.",
+                "factor", "1"},
+               {"from", "Play up to this time at once, and show what comes then.", "seconds"},
+               {"to", "End at this time of the capture.", "seconds"},
+               {"loop", "Play it so often, each time with a fresh plug-in; for ever without a number.",
+                "times"},
+               {"skip-gaps", "Pass a longer time without a record at once.", "seconds"},
+               {"step", "Play the next frame at each press of the return key."},
+               {"check", "Compare what the head unit sends with what it sent in the capture."},
+               {"lenient", "Leave out the damaged lines of a capture instead of ending at the first."},
+               {"car-model",
+                "The id of the car model, 0 to 65535; needed with --port. A box inside has 153, a capture "
+                "its own.",
+                "id"},
+               {"car-model-index",
+                "The car model index for the CAN box, 0 to 254; 255, the default but for a capture, "
+                "announces none.",
+                "index"},
+               {"settings-root",
+                "The directory that stands for the head unit's root file system; otherwise the sample of "
+                "canbench.",
+                "directory"},
+               {"plugin", "The plug-in to load; otherwise the one beside canbench or in its library folder.",
+                "file"},
+               {"language",
+                "The language of units and labels: " + languages().join(", ") + "; en by default.",
+                "language", "en"},
+               {"trace", "Show the bytes of both directions, and the frames in them."},
+               {"log", "Show the plug-in's log lines."},
+               {"quiet", "Keep messages other than errors from standard error."},
+               {"watch",
+                "Show the line, the car and the last events on the whole terminal. F1 tells the keys."},
+               {"json", "Write one JSON object a line. Commands from a pipe are then answered one by one, "
+                        "and a wrong one "
+                        "ends nothing."},
+               {"record",
+                "Write the raw bytes of both directions and the host's calls to a capture; its name may hold "
+                "codes of the time, as %F; - is standard output. SIGUSR1 opens it anew.",
+                "file"},
+               {"overwrite", "Replace a capture that exists."},
+               {"purpose", "What the capture's header says about its purpose.", "text",
+                "recorded by canbench"},
+               {"give-up",
+                "End when the device has been away for so long, up to 86400; 300 by default, 0 waits for "
+                "ever.",
+                "seconds"},
+               {"clock",
+                "real, or virtual: time passes only while a command waits or bytes are on the line, and as "
+                "fast as "
+                "the work is done. virtual is the default for a box inside with --script or piped commands.",
+                "clock"},
+               {"script",
+                "Run the commands of a file instead of standard input's; - is standard input as a script. It "
+                "is "
+                "checked before anything happens. Given more than once, each has a fresh plug-in and box.",
+                "file"},
+               {"check-script", "Only check each --script."},
+               {"wait", "Wait for a device that cannot be opened, as a session at a terminal does."},
+           };
 }
 
 constexpr double RealTime = -1;
@@ -147,24 +138,12 @@ void checkClock(const QCommandLineParser& parser)
         refuse("--speed is a number from 0.01 to 1000, or max");
 }
 
-// Whether there is something that is no serial device. It is not opened, since that moves a real one's
-// control lines; the kernel names the kind of those that are no pseudo-terminals.
-bool isNoSerialDevice(const QString& path)
-{
-    struct stat status = {};
-    if (stat(QFile::encodeName(path).constData(), &status) != 0)
-        return false;
-    const QFileInfo kind(
-        QString("/sys/dev/char/%1:%2/subsystem").arg(major(status.st_rdev)).arg(minor(status.st_rdev)));
-    return !S_ISCHR(status.st_mode) || (kind.exists() && QFileInfo(kind.symLinkTarget()).fileName() != "tty");
-}
-
 void checkLine(const QCommandLineParser& parser)
 {
     if (parser.isSet("port") && parser.isSet("replay"))
         refuse("--port and --replay exclude each other");
-    if (parser.isSet("port") && isNoSerialDevice(parser.value("port")))
-        refuse(parser.value("port") + " is no serial device");
+    if (parser.isSet("port"))
+        checkDevice(parser.value("port"));
     if (parser.isSet("wait") && !parser.isSet("port"))
         refuse("--wait goes with --port");
     if (parser.isSet("port") && !parser.isSet("car-model"))
@@ -244,9 +223,7 @@ Playback::Options playbackOptions(const QCommandLineParser& parser)
 QStringList withLoopCount(QStringList arguments)
 {
     const int at = arguments.indexOf("--loop");
-    bool isNumber = false;
-    arguments.value(at + 1).toInt(&isNumber);
-    if (at > 0 && !isNumber)
+    if (at > 0 && !numberOf(arguments.value(at + 1)))
         arguments[at] += "=0";
     return arguments;
 }
@@ -262,6 +239,16 @@ void readCar(const QCommandLineParser& parser, HostSetup& setup)
         setup.carModelIndex = number(parser, "car-model-index", 0, 255);
     else if (!parser.isSet("replay"))
         setup.carModelIndex = NoCarModelIndex;
+}
+
+// What the shell completes of values.
+QStringList valuesOf(const QString& valueName)
+{
+    if (valueName == "language")
+        return languages();
+    if (valueName == "clock")
+        return {"real", "virtual"};
+    return valueName == "factor" ? QStringList("max") : QStringList();
 }
 
 } // namespace
@@ -280,21 +267,13 @@ VirtualClock* clockFor(const QStringList& arguments)
 
 Options readOptions(const QStringList& arguments)
 {
+    answerCompletion(arguments, knownOptions(),
+                     {[](const QString& name, const QString&) { return valuesOf(name); }});
     QCommandLineParser parser;
     parser.setApplicationDescription(Description);
-    parser.addOptions(knownOptions());
-    if (!parser.parse(withLoopCount(arguments)))
-        refuse(parser.errorText().chopped(1)); // its full stop
-    if (parser.isSet("help"))
-        parser.showHelp();
-    if (parser.isSet("version"))
-        parser.showVersion();
+    readArguments(parser, knownOptions(), withLoopCount(arguments));
     if (!parser.positionalArguments().isEmpty())
         refuse("unexpected argument " + parser.positionalArguments().constFirst());
-    for (const QCommandLineOption& option : knownOptions()) {
-        if (!option.valueName().isEmpty() && parser.isSet(option) && parser.value(option).isEmpty())
-            refuse("--" + option.names().constLast() + " needs a value");
-    }
     if (parser.value("purpose").contains('\n'))
         refuse("--purpose is one line");
     checkLine(parser);
@@ -324,5 +303,6 @@ Options readOptions(const QStringList& arguments)
             parser.isSet("json"),
             parser.isSet("trace"),
             parser.isSet("log"),
+            parser.isSet("quiet"),
             parser.isSet("watch")};
 }

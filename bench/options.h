@@ -20,6 +20,7 @@ struct Options
     bool json;
     bool trace;
     bool log;
+    bool quiet;
     bool watch; ///< the session is shown on the whole terminal
 };
 

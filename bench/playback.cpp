@@ -159,7 +159,7 @@ void Playback::finish()
 
 void Playback::endOver(const QString& error)
 {
-    note(error);
+    complain(error);
     m_bench.script.end(BadArguments);
 }
 

@@ -45,47 +45,30 @@ Script::Script(std::function<void(const QString&)> execute)
 {
     m_pause.setSingleShot(true);
     connect(&m_pause, &QTimer::timeout, this, &Script::resume);
+    connect(&m_input, &LineReader::came, this, &Script::run);
 }
 
 void Script::take(const ScriptFile& file)
 {
     m_origin = file.name;
-    m_input = file.text;
-    m_inputEnded = true;
+    m_input.give(file.text);
     wait(std::chrono::milliseconds::zero());
 }
 
-void Script::readStandardInput(bool answersMistakes)
+void Script::readStandardInput(bool answersMistakes, const Candidates& candidates)
 {
     m_answersMistakes = answersMistakes;
     m_origin = isatty(STDIN_FILENO) ? QString() : "standard input";
-    m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, &Script::readSome);
-}
-
-void Script::readSome()
-{
-    char buffer[4096];
-    const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
-    if (count > 0)
-        m_input.append(buffer, static_cast<int>(count));
-    else
-        m_inputEnded = true;
-    run();
+    m_input.listen(candidates);
 }
 
 void Script::run()
 {
     while (!m_ended && !m_pause.isActive()) {
-        const int end = m_input.indexOf('\n');
-        if (end < 0 && !(m_inputEnded && !m_input.isEmpty()))
+        const std::optional<QString> taken = m_input.take();
+        if (!taken)
             break;
-        const int size = end < 0 ? m_input.size() : end;
-        QString line = QString::fromUtf8(m_input.left(size)).trimmed();
-        m_input.remove(0, size + 1);
-        ++m_line;
-        if (line.isEmpty())
-            line = emptyLine;
+        const QString line = taken->isEmpty() ? emptyLine : *taken;
         if (!isCommand(line))
             continue;
         settle();
@@ -98,18 +81,17 @@ void Script::run()
         if (!m_pause.isActive())
             conclude();
     }
-    if (m_inputEnded && m_input.isEmpty() && !m_pause.isActive() && !(m_outlastsInput && m_notifier)) {
+    if (m_input.isOver() && !m_pause.isActive() && !(m_outlastsInput && m_input.isStandardInput())) {
         settle();
         end(CleanEnd);
     }
-    if (m_notifier) // what comes during a pause waits outside
-        m_notifier->setEnabled(!m_inputEnded && !m_pause.isActive());
+    m_input.wantMore(!m_ended && !m_pause.isActive());
 }
 
 void Script::finish()
 {
     m_outlastsInput = false;
-    m_inputEnded = true;
+    m_input.close();
     run();
 }
 
@@ -184,24 +166,24 @@ void Script::fail(ExitCode code, const QString& text)
 {
     conclude(code, text);
     if (m_origin.isEmpty())
-        return note(text);
+        return complain(text);
     if (m_answersMistakes)
         return;
-    note(QString("%1:%2: %3").arg(m_origin).arg(m_line).arg(text));
+    complain(QString("%1:%2: %3").arg(m_origin).arg(m_input.number()).arg(text));
     end(code);
 }
 
 void Script::conclude(ExitCode code, const QString& reason)
 {
     if (const QString command = std::exchange(m_command, {}); !command.isEmpty())
-        answer(command, m_line, code, reason);
+        answer(command, m_input.number(), code, reason);
 }
 
 void Script::interrupt()
 {
-    if (std::exchange(m_isInterrupted, true)) // the signal stays pending
+    if (std::exchange(m_isInterrupted, true))
         return;
-    m_notifier ? end(CleanEnd) : fail(ExpectationFailed, "interrupted");
+    m_input.isStandardInput() ? end(CleanEnd) : fail(ExpectationFailed, "interrupted");
 }
 
 void Script::end(ExitCode code)

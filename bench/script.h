@@ -4,9 +4,9 @@
 #include "clock.h"
 #include "exitcode.h"
 #include "history.h"
+#include "linereader.h"
 
 #include <QObject>
-#include <QSocketNotifier>
 #include <QTimer>
 
 #include <chrono>
@@ -64,9 +64,10 @@ public:
     /// Takes the commands from @p file.
     void take(const ScriptFile& file);
 
-    /// Takes the commands from standard input, as they come. With @p answersMistakes whoever is there reads
-    /// the answers, and no mistake is told otherwise or ends the script.
-    void readStandardInput(bool answersMistakes = false);
+    /// Takes the commands from standard input, as they come; at a prompt @p candidates are completed. With
+    /// @p answersMistakes whoever is there reads the answers, and no mistake is told otherwise or ends the
+    /// script.
+    void readStandardInput(bool answersMistakes = false, const Candidates& candidates = {});
 
     /// The end of standard input is not the end of the script, which is for finish() to bring about.
     void outlastInput() { m_outlastsInput = true; }
@@ -97,6 +98,8 @@ public:
     /// Ends the script from outside. A file's commands that are left count as an expectation that was not
     /// met.
     void interrupt();
+    /// Takes away what is typed at a prompt. @return whether there was something
+    bool discardTyped() { return m_input.discardTyped(); }
     bool isInterrupted() const { return m_isInterrupted; }
 
     /// Ends the script; the commands that are left are not run.
@@ -108,20 +111,16 @@ signals:
 private:
     void run();
     void resume();
-    void readSome();
     bool isMet(bool isNew);
     bool isStateMet();
     void fail(ExitCode code, const QString& text);
     void conclude(ExitCode code = CleanEnd, const QString& reason = {});
 
     std::function<void(const QString&)> m_execute;
-    QString m_origin;                      // a file's name, "standard input", or empty for a terminal
-    QSocketNotifier* m_notifier = nullptr; // of standard input
-    QByteArray m_input;
-    int m_line = 0;
+    QString m_origin; // a file's name, "standard input", or empty for a terminal
+    LineReader m_input;
     QString m_command; // has no answer yet
     bool m_answersMistakes = false;
-    bool m_inputEnded = false;
     bool m_outlastsInput = false;
     bool m_ended = false;
     QTimer m_pause;

@@ -70,9 +70,9 @@ void SentCheck::tell(Writes& writes, const QString& what)
 {
     const Write& write = writes.front();
     if (++m_differences <= ToldDifferences)
-        note(QString("%1 %2 %3  %4")
-                 .arg(stamp(write.time), what, QString(write.bytes.toHex(' ').toUpper()),
-                      meaningOf(write.bytes)));
+        complain(QString("%1 %2 %3  %4")
+                     .arg(stamp(write.time), what, QString(write.bytes.toHex(' ').toUpper()),
+                          meaningOf(write.bytes)));
     writes.pop_front();
 }
 

@@ -141,7 +141,7 @@ QString Line::path() const
 void Line::write(const QByteArray& bytes, const QString& meaning)
 {
     if (!m_peer) {
-        emit noted("not sent, nobody has the line open: " + meaning);
+        emit logged("not sent, nobody has the line open: " + meaning);
         return;
     }
     const ssize_t written = ::write(m_fd, bytes.constData(), static_cast<size_t>(bytes.size()));
@@ -149,7 +149,7 @@ void Line::write(const QByteArray& bytes, const QString& meaning)
     if (taken > 0)
         emit sent(bytes.left(taken), meaning);
     if (taken < bytes.size())
-        emit noted(
+        emit logged(
             QString("lost %1 bytes that the line does not take: %2").arg(bytes.size() - taken).arg(meaning));
 }
 

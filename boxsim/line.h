@@ -38,8 +38,10 @@ public:
 signals:
     void received(QByteArray chunk);
     void sent(QByteArray bytes, QString meaning);
-    /// Something for the log.
+    /// Something that people are told.
     void noted(QString text);
+    /// Something for the log.
+    void logged(QString text);
     /// The line is gone for good; @p reason tells why.
     void lost(QString reason);
 

@@ -1,53 +1,57 @@
 #include "log.h"
 
 #include "clock.h"
+#include "note.h"
+
+#include <unistd.h>
 
 using namespace protocol;
 
 namespace boxsim {
 
-Log::Log(StandardOutput& output, bool json)
+Log::Log(StandardOutput& output, const Options& options)
     : m_output(output)
-    , m_json(json)
+    , m_options(options)
     , m_lines({}, dateOf({}))
     , m_toBox(Description::standard(), Splitter::Receiver::Box, Decoder::NoCarModel)
     , m_toHeadUnit(Description::standard(), Splitter::Receiver::HeadUnit, Decoder::NoCarModel)
 {
+    if (options.json)
+        onTold = [this](const QJsonObject& keys) { print(keys); };
+}
+
+Log::~Log()
+{
+    onTold = [](const QJsonObject&) {};
 }
 
 void Log::ready(const QString& path)
 {
-    if (m_json)
+    if (m_options.json)
         return print({{"program", "boxsim"}, {"version", BOXSIM_VERSION}, {"path", path}});
     m_output.print(path);
-    note("ready");
+    note("the head unit opens " + path + "; type \"help\" for what car and box can do");
 }
 
 void Log::show(const QString& text)
 {
-    if (m_json)
+    if (m_options.json)
         return print({{"box", text}});
     m_output.print(text);
 }
 
-void Log::note(const QString& text)
+void Log::log(const QString& text)
 {
-    if (m_json)
-        return print({{"note", text}});
-    printLine(stderr, stamp(now()) + ' ' + text);
-}
-
-void Log::error(const QString& text)
-{
-    printLine(stderr, text);
-    if (m_json)
-        print({{"note", text}});
+    if (m_options.log)
+        tellError(stamp(now()) + ' ' + text, {{"log", text}, {"level", "info"}});
 }
 
 void Log::bytes(const QString& direction, const QByteArray& bytes, const QString& meaning)
 {
+    if (!m_options.trace)
+        return;
     Narrator& narrator = direction == "rx" ? m_toBox : m_toHeadUnit;
-    if (m_json) {
+    if (m_options.json) {
         const QString hex = bytes.toHex().toUpper();
         print({{"chunk", hex}, {"direction", direction}, {"meaning", meaning}});
         for (const std::string& keys : narrator.tellKeys(bytes, now(), direction.toStdString()))
@@ -56,13 +60,13 @@ void Log::bytes(const QString& direction, const QByteArray& bytes, const QString
     }
     const QString told = narrator.tell(bytes, now());
     const bool isAnswer = bytes.size() == 1;
-    note(direction + ' ' + bytes.toHex(' ').toUpper() + "  " + meaning +
-         (isAnswer || told.isEmpty() ? "" : "  " + told));
+    writeError(stamp(now()) + ' ' + direction + ' ' + bytes.toHex(' ').toUpper() + "  " + meaning +
+               (isAnswer || told.isEmpty() ? "" : "  " + told));
 }
 
 void Log::answer(const QString& statement, int line, const QString& shown, const QString& error)
 {
-    if (m_json) {
+    if (m_options.json) {
         QJsonObject keys;
         if (!error.isEmpty())
             keys["refused"] = error;
@@ -70,8 +74,9 @@ void Log::answer(const QString& statement, int line, const QString& shown, const
             keys["text"] = shown;
         return print(answerTo(statement, line, keys));
     }
+    static const bool isTyped = isatty(STDIN_FILENO);
     if (!error.isEmpty())
-        printLine(stderr, QString("stdin:%1: %2").arg(line).arg(error));
+        complain(isTyped ? error : QString("standard input:%1: %2").arg(line).arg(error));
     if (!shown.isEmpty())
         m_output.print(shown);
 }

@@ -44,6 +44,11 @@ QDir ownScenarios()
 
 } // namespace
 
+QStringList Scenario::names()
+{
+    return ownScenarios().entryList({"*.scn"}).replaceInStrings(".scn", "");
+}
+
 Scenario Scenario::read(const QString& path)
 {
     Scenario scenario;
@@ -51,11 +56,12 @@ Scenario Scenario::read(const QString& path)
     if (!file.exists() && !path.contains('/'))
         file.setFileName(ownScenarios().filePath(path + ".scn"));
     if (!file.open(QIODevice::ReadOnly)) {
-        const QString names = ownScenarios().entryList({"*.scn"}).join(", ").remove(".scn");
-        scenario.errors.append(QString("%1: cannot be read: %2; scenarios known by name: %3")
-                                   .arg(path, file.errorString(), names.isEmpty() ? "none" : names));
+        const QString known = names().isEmpty() ? "none" : names().join(", ");
+        scenario.errors.append(
+            QString("cannot read %1: %2; scenarios known by name: %3").arg(path, file.errorString(), known));
         return scenario;
     }
+    scenario.isRead = true;
     int earliestMs = 0;
     for (int number = 1; !file.atEnd(); ++number) {
         const QString line = QString::fromUtf8(file.readLine()).trimmed();

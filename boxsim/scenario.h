@@ -20,11 +20,14 @@ struct Scenario
     };
 
     QVector<Step> steps;
-    QStringList errors; ///< one a mistake: file, line, what was expected
+    bool isRead = false; ///< the file could be read
+    QStringList errors;  ///< why not; or one a mistake: file, line, what was expected
 
     /// Reads the file @p path or, where there is none, the scenario of that name that boxsim brings. With an
     /// error, nothing of it should be played.
     static Scenario read(const QString& path);
+    /// The names of those that boxsim brings.
+    static QStringList names();
 };
 
 /// Plays a scenario, each statement at its time by the one clock.

@@ -42,9 +42,9 @@ bool takeChoice(const QStringList& choices, const QString& word, Arguments& out)
 // Takes a number of the range @p low to @p high; a point in the limits allows one in the number.
 bool takeNumber(const QString& low, const QString& high, const QString& word, Arguments& out)
 {
-    const bool isHex = word.startsWith("0x");
-    bool ok = false;
-    const double value = low.contains('.') ? word.toDouble(&ok) : word.toInt(&ok, isHex ? 16 : 10);
+    const std::optional<int> whole = numberOf(word);
+    bool ok = whole.has_value();
+    const double value = low.contains('.') && !ok ? word.toDouble(&ok) : whole.value_or(0);
     if (!ok || !(value >= low.toDouble() && value <= high.toDouble()))
         return false;
     out.numbers.append(value);
@@ -105,6 +105,24 @@ struct Candidate
     }
 };
 
+QVector<Candidate> allStatements()
+{
+    QVector<Candidate> candidates;
+    for (const Statement& statement : statements())
+        candidates.append({&statement, statement.syntax.split(' '), {}});
+    return candidates;
+}
+
+// Those of the @p candidates that the word @p i fits.
+QVector<Candidate> fitting(const QVector<Candidate>& candidates, int i, const QString& word)
+{
+    QVector<Candidate> fitting;
+    for (Candidate candidate : candidates)
+        if (take(candidate.element(i), word, candidate.arguments))
+            fitting.append(candidate);
+    return fitting;
+}
+
 // What could stand at the word @p i.
 QStringList choices(const QVector<Candidate>& candidates, int i)
 {
@@ -140,22 +158,31 @@ Parsed parse(const QString& line)
 // mistake.
 Parsed parse(const QStringList& words)
 {
-    QVector<Candidate> candidates;
-    for (const Statement& statement : statements())
-        candidates.append({&statement, statement.syntax.split(' '), {}});
+    QVector<Candidate> candidates = allStatements();
     for (int i = 0; i < words.size(); ++i) {
-        QVector<Candidate> fitting;
-        for (Candidate candidate : qAsConst(candidates))
-            if (take(candidate.element(i), words[i], candidate.arguments))
-                fitting.append(candidate);
-        if (fitting.isEmpty())
+        const QVector<Candidate> left = fitting(candidates, i, words[i]);
+        if (left.isEmpty())
             return {nullptr, {}, refusal(words[i], choices(candidates, i))};
-        candidates = fitting;
+        candidates = left;
     }
     for (const Candidate& candidate : qAsConst(candidates))
         if (words.size() >= candidate.elements.size())
             return {candidate.statement, candidate.arguments, {}};
     return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size()))};
+}
+
+QStringList candidates(const QStringList& before)
+{
+    QVector<Candidate> left = allStatements();
+    for (int i = 0; i < before.size(); ++i)
+        left = fitting(left, i, before[i]);
+    QStringList words;
+    for (const Candidate& candidate : qAsConst(left))
+        for (const QString& word : candidate.element(before.size()).split('|', Qt::SkipEmptyParts))
+            if (!word.startsWith('<'))
+                words.append(word);
+    words.removeDuplicates();
+    return words;
 }
 
 QString Parsed::answer(Simulation simulation) const

@@ -62,6 +62,9 @@ Parsed parse(const QString& line);
 /// Reads the words of such a line.
 Parsed parse(const QStringList& words);
 
+/// The words that can stand behind @p before, as far as they are known.
+QStringList candidates(const QStringList& before);
+
 /// The list of all statements with what they do.
 QString statementHelp();
 

@@ -37,13 +37,13 @@ std::unique_ptr<QFile> makeFile(const CaptureOptions& options)
     if (options.path == "-") {
         file->open(STDOUT_FILENO, Mode);
     } else if (present.isFile() && !options.overwrites) {
-        note(
+        complain(
             QString("cannot write %1: it exists; --overwrite replaces it, and codes of the time in the name, "
                     "as in %2, tell captures apart")
                 .arg(file->fileName(), "%F-%H%M%S"));
         return nullptr;
     } else if (!file->open(Mode | (present.exists() ? QIODevice::Truncate : QIODevice::NewOnly))) {
-        note(QString("cannot write %1: %2").arg(file->fileName(), file->errorString()));
+        complain(QString("cannot write %1: %2").arg(file->fileName(), file->errorString()));
         return nullptr;
     }
     return file;
@@ -87,8 +87,8 @@ bool Capture::writeLine(const QString& line)
     if (m_file->write(bytes) == bytes.size())
         return true;
     const bool isShort = m_file->error() == QFile::NoError; // and QFile does not tell why
-    note(QString("cannot write %1: %2")
-             .arg(m_file->fileName(), isShort ? qt_error_string(errno) : m_file->errorString()));
+    complain(QString("cannot write %1: %2")
+                 .arg(m_file->fileName(), isShort ? qt_error_string(errno) : m_file->errorString()));
     m_file.reset();
     return false;
 }

@@ -76,8 +76,8 @@ bool DeviceLine::open(const QString& portName, int baud)
     if (m_remedy.isEmpty()) {
         waitForDevice("absent", "cannot open", obstacle());
     } else {
-        note(QString("cannot open %1: %2; %3").arg(m_name, obstacle(), m_remedy),
-             {{"device", "given-up"}, {"path", m_name}});
+        complain(QString("cannot open %1: %2; %3").arg(m_name, obstacle(), m_remedy),
+                 {{"device", "given-up"}, {"path", m_name}});
         emit absent(m_name + ": " + obstacle(), false);
         // Queued, since a plug-in may open the port before anybody listens.
         QMetaObject::invokeMethod(this, &DeviceLine::goneForGood, Qt::QueuedConnection);
@@ -121,7 +121,8 @@ void DeviceLine::close()
 
 void DeviceLine::waitForDevice(const QString& state, const QString& what, const QString& why)
 {
-    note(QString("%1 %2: %3; waiting for it").arg(what, m_name, why), {{"device", state}, {"path", m_name}});
+    complain(QString("%1 %2: %3; waiting for it").arg(what, m_name, why),
+             {{"device", state}, {"path", m_name}});
     emit absent(m_name + ": " + why, state == "lost");
     m_lostAt = now();
     m_retry.start(FirstPause);
@@ -135,8 +136,8 @@ void DeviceLine::tryAgain()
         return;
     }
     if (m_giveUp > 0s && now() - m_lostAt > m_giveUp) {
-        note(QString("%1 has been away for %2 s, giving up").arg(m_name).arg(m_giveUp.count()),
-             {{"device", "given-up"}, {"path", m_name}});
+        complain(QString("%1 has been away for %2 s, giving up").arg(m_name).arg(m_giveUp.count()),
+                 {{"device", "given-up"}, {"path", m_name}});
         emit goneForGood();
         return;
     }
@@ -177,7 +178,7 @@ int DeviceLine::write(const QByteArray& data)
     const qint64 queued = m_device.bytesToWrite();
     if (queued + data.size() > QueueLimit) {
         if (!m_queueFull)
-            note(QString("the peer does not read: %1 bytes wait, refusing more").arg(queued));
+            complain(QString("the peer does not read: %1 bytes wait, refusing more").arg(queued));
         m_queueFull = true;
         return 0;
     }

@@ -9,10 +9,16 @@
 /// add to it.
 void note(const QString& text, QJsonObject keys = {});
 
+/// Writes what went wrong, as note() does but also where that is to be quiet.
+void complain(const QString& text, QJsonObject keys = {});
+
+/// Keeps notes from standard error from now on.
+void beQuiet();
+
 /// Writes a line on standard error as it is; @p keys are the same for JSON.
 void tellError(const QString& line, const QJsonObject& keys);
 
-/// Is handed the keys of everything that is written on standard error.
+/// Is handed the keys of every message, also where it is not written.
 extern std::function<void(const QJsonObject& keys)> onTold;
 
 /// Writes a line on standard error, and nothing else.
@@ -20,6 +26,9 @@ void writeError(const QString& line);
 
 /// Where it is set, it takes the lines for standard error, where no progress is shown then.
 extern std::function<void(const QString& line)> insteadOfStandardError;
+
+/// Where it is set, it shows progress; an empty text takes it away.
+extern std::function<void(const QString& text)> insteadOfProgress;
 
 /// Whether somebody sees progress: standard error is a terminal, and what it shows is some time old.
 bool wantsProgress();

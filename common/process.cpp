@@ -27,14 +27,18 @@ int takeOverSignals(std::initializer_list<int> numbers)
     return signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
-void takeSignal(int descriptor)
+int takeSignal(int descriptor)
 {
     signalfd_siginfo signal{};
     static_cast<void>(read(descriptor, &signal, sizeof signal) < 0);
+    return static_cast<int>(signal.ssi_signo);
 }
+
+std::function<void()> beforeLine = [] {};
 
 bool printLine(FILE* stream, const QString& line)
 {
+    beforeLine();
     return std::fprintf(stream, "%s\n", qUtf8Printable(line)) >= 0 && std::fflush(stream) == 0;
 }
 

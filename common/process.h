@@ -17,8 +17,11 @@ extern const std::initializer_list<int> endSignals;
 /// @return a descriptor that becomes readable when one of them comes, until takeSignal()
 int takeOverSignals(std::initializer_list<int> numbers);
 
-/// Takes the signal that has made @p descriptor readable.
-void takeSignal(int descriptor);
+/// Takes the signal that has made @p descriptor readable. @return its number
+int takeSignal(int descriptor);
+
+/// Is called before a line is written: what stands on the terminal's last line is to be taken away.
+extern std::function<void()> beforeLine;
 
 /// Writes @p line and a line's end on @p stream, at once. @return whether that succeeded; errno tells why
 /// not.

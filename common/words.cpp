@@ -66,6 +66,13 @@ std::optional<std::chrono::milliseconds> timeOf(const QString& word)
     return std::chrono::milliseconds(std::lround(match.captured(1).toDouble() * unit));
 }
 
+std::optional<int> numberOf(const QString& word)
+{
+    bool isNumber = false;
+    const int number = word.toInt(&isNumber, word.startsWith("0x", Qt::CaseInsensitive) ? 16 : 10);
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
 QString meant(const QString& word, const QStringList& words)
 {
     const QString lower = word.toLower();

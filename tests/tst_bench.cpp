@@ -154,6 +154,7 @@ private slots:
     void refusals_data() { addRows("refused.txt"); }
     void refusals();
     void help();
+    void completion();
     void readings();
     void topics();
     void diagnoses_data();
@@ -304,6 +305,30 @@ void BenchTest::help()
         QVERIFY(answer.section("known: ", 1).startsWith(choices));
         QCOMPARE(answer.contains("known: "), !choices.isEmpty());
     }
+}
+
+// A session can be typed with what is offered, but for numbers and texts.
+void BenchTest::completion()
+{
+    static const QRegularExpression value("\\d|^[A-Z\"]");
+    const QStringList lines = QString(contentOf(SOURCE_FOLDER "/examples/session.canbench"))
+                                  .split('\n')
+                                  .filter(QRegularExpression("^\\w"));
+    int offered = 0;
+    for (const QString& line : lines) {
+        QStringList before;
+        for (const QString& word : line.split(' ')) {
+            const QString name = word.left(word.indexOf('=') + 1);
+            if (!word.contains(value) || !name.isEmpty()) {
+                QVERIFY2(candidates(before).contains(name.isEmpty() ? word : name), qPrintable(line));
+                ++offered;
+            }
+            before.append(word);
+        }
+    }
+    QVERIFY(offered > lines.size());
+    QVERIFY(candidates({"state"}).contains("--changed") &&
+            candidates({"expect", "no", "state", "doors"}).contains("for"));
 }
 
 // Each reading moves with the operations that it stands for in the table, as a value of their type, and with

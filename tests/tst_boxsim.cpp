@@ -166,6 +166,26 @@ private slots:
         QCOMPARE('[' + words.join("][") + ']' + (time ? QString(" %1").arg(time->count()) : ""), fields[1]);
     }
 
+    // Each word of each statement is offered behind those before it.
+    void statementsComplete()
+    {
+        static const QRegularExpression number("^<([\\d.]+)\\.\\..*");
+        const QMap<QString, QString> samples{{"<time>", "1s"}, {"<text>", "x"}, {"<hex>...", "00"}};
+        for (const Statement& statement : statements()) {
+            QStringList before;
+            for (const QString& element : statement.syntax.split(' ')) {
+                const QStringList words = element.split('|').filter(QRegularExpression("^[^<]"));
+                for (const QString& word : words)
+                    QVERIFY2(candidates(before).contains(word), qPrintable(statement.syntax));
+                const QString lowest = number.match(element).captured(1);
+                before.append(!words.isEmpty() ? words[0] : samples.value(element, lowest));
+            }
+            QVERIFY2(parse(before).statement, qPrintable(before.join(' ')));
+        }
+        QCOMPARE(candidates({"door", "fl"}), QStringList({"closed", "open"}));
+        QCOMPARE(candidates({"fly"}) + candidates({"quit"}), QStringList());
+    }
+
     // Behind the bar stand those that are refused.
     void limits()
     {

@@ -130,7 +130,7 @@ def play_both(folder):
     link = str(pathlib.Path(folder, "canbox"))
     bench = canbench("--port", link, "--car-model", "153", "--wait")
     bench.until(device="absent")
-    box = Program(BOXSIM, "--json", "--link", link)
+    box = Program(BOXSIM, "--json", "--trace", "--log", "--link", link)
     equal(box.until(program="boxsim")["path"], link)
     bench.until(device="open")
     bench.until(signal="notifyCanbusStatus")

@@ -81,6 +81,8 @@ private:
         auto line = std::make_unique<boxsim::Line>(device, device.isEmpty() ? m_name : QString());
         connect(line.get(), &boxsim::Line::noted, this,
                 [this](const QString& text) { m_noted.append(text); });
+        connect(line.get(), &boxsim::Line::logged, this,
+                [this](const QString& text) { m_noted.append(text); });
         connect(line.get(), &boxsim::Line::lost, this, [this](const QString& text) { m_noted.append(text); });
         connect(line.get(), &boxsim::Line::received, this,
                 [this](const QByteArray& bytes) { m_atBox += bytes; });

@@ -6,10 +6,10 @@ usage: tst_watch.py CANBENCH PLUGIN
 
 import os
 import re
-import subprocess
 import sys
 import tempfile
-import time
+
+from terminal import Terminal
 
 CAPTURE = """# capture: 2
 # car model: 153, index 255
@@ -17,43 +17,7 @@ CAPTURE = """# capture: 2
 (0.200000) rx 2E2402400099
 (600.000000) rx 2E24020000D9
 """
-PATIENCE = 60  # seconds
 COLOUR = re.compile(r"\x1b\[(\d+;)*[34][0-7]m")
-
-
-class Terminal:
-    """A terminal of 80 by 24 in which canbench runs, with a tmux server of its own."""
-
-    def __init__(self, folder, command, environment):
-        self.tmux_command = ["tmux", "-u", "-f", "/dev/null", "-S", os.path.join(folder, re.sub(r"\W", "", environment))]
-        shell = f"trap : INT; env {environment} {command}; echo ended with $?; exec cat"
-        self.tmux("new-session", "-d", "-x", "80", "-y", "24", "/bin/sh", "-c", shell)
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.tmux("kill-server")
-
-    def tmux(self, *arguments):
-        environment = {**os.environ, "LC_ALL": "C.UTF-8"}
-        environment.pop("NO_COLOR", None)
-        return subprocess.run([*self.tmux_command, *arguments], env=environment, check=True, stdout=subprocess.PIPE,
-                              encoding="utf-8").stdout
-
-    def press(self, *keys):
-        self.tmux("send-keys", *keys)
-
-    def screen(self, *options):
-        return self.tmux("capture-pane", "-p", *options)
-
-    def wait(self, *texts):
-        """Until the screen has all of the texts."""
-        end = time.monotonic() + PATIENCE
-        while not all(text in self.screen() for text in texts):
-            if time.monotonic() > end:
-                sys.exit(f"no {texts} on the screen:\n{self.screen()}")
-            time.sleep(0.02)
 
 
 def main():

@@ -1,11 +1,12 @@
 #include "options.h"
 
-#include "note.h"
+#include "commandline.h"
 
-#include <QCommandLineParser>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <cmath>
+#include <limits>
 #include <unistd.h>
 
 using namespace protocol;
@@ -44,50 +45,35 @@ constexpr struct
               {"write-dbc", Options::Dbc},
               {"write-dissector", Options::Dissector}};
 
-[[noreturn]] void refuse(const QString& text)
-{
-    note(text + "; --help tells what can be given");
-    std::exit(BadArguments);
-}
-
 QList<QCommandLineOption> knownOptions()
 {
-    return {
-        {{"h", "help"}, "Show this help."},
-        {"version", "Show the version."},
-        {"raw", "Read the raw bytes of a file; may be given several times.", "file"},
-        {"hex", "Read bytes in hexadecimal, as in \"2E 24 02 80 00 59\".", "bytes"},
-        {"format", "text (the default), json, csv, candump or pcapng.", "format", "text"},
-        {"all", "Show all fields of each frame, not only those that changed."},
-        {"filter", "Show only some units; see above.", "terms"},
-        {"from", "Show only what came at that time or later, in seconds of the capture.", "seconds"},
-        {"to", "Show only what came at that time or earlier.", "seconds"},
-        {"count", "End after so many units.", "number"},
-        {"stats", "Show of each type how often it came, and which bits and bytes changed."},
-        {"diff", "Show what differs between two inputs, times aside."},
-        {"write-dbc", "Write the frames as a DBC file, and read nothing."},
-        {"write-dissector", "Write a dissector for Wireshark, and read nothing."},
-        {"tap", "Stand between the head unit on the first device and the CAN box on the second."},
-        {"record",
-         "Write what crosses the tap to a capture too; its name may hold codes of the time, as %F. SIGUSR1 "
-         "opens "
-         "it anew.",
-         "file"},
-        {"overwrite", "Replace a capture that exists."},
-        {"car-model", "The id of the car model, 0 to 65535; otherwise the capture's.", "id"},
-        {"protocol", "Read another description of the protocol.", "file"},
-        {"color", "auto (the default: on a terminal, unless NO_COLOR is set), always or never.", "when",
-         "auto"},
-    };
-}
-
-uint64_t number(const QCommandLineParser& parser, const QString& option, uint64_t lowest, uint64_t highest)
-{
-    bool valid = false;
-    const uint64_t value = parser.value(option).toULongLong(&valid);
-    if (!valid || value < lowest || value > highest)
-        refuse(QString("--%1 needs a number from %2 to %3").arg(option).arg(lowest).arg(highest));
-    return value;
+    return commonOptions() +
+           QList<QCommandLineOption>{
+               {"raw", "Read the raw bytes of a file; may be given several times.", "file"},
+               {"hex", "Read bytes in hexadecimal, as in \"2E 24 02 80 00 59\".", "bytes"},
+               {"format", "text (the default), json, csv, candump or pcapng.", "format", "text"},
+               {"all", "Show all fields of each frame, not only those that changed."},
+               {"filter", "Show only some units; see above.", "terms"},
+               {"from", "Show only what came at that time or later, in seconds of the capture.", "seconds"},
+               {"to", "Show only what came at that time or earlier.", "seconds"},
+               {"count", "End after so many units.", "number"},
+               {"stats", "Show of each type how often it came, and which bits and bytes changed."},
+               {"diff", "Show what differs between two inputs, times aside."},
+               {"write-dbc", "Write the frames as a DBC file, and read nothing."},
+               {"write-dissector", "Write a dissector for Wireshark, and read nothing."},
+               {"tap", "Stand between the head unit on the first device and the CAN box on the second."},
+               {"record",
+                "Write what crosses the tap to a capture too; its name may hold codes of the time, as %F. "
+                "SIGUSR1 "
+                "opens "
+                "it anew.",
+                "file"},
+               {"overwrite", "Replace a capture that exists."},
+               {"car-model", "The id of the car model, 0 to 65535; otherwise the capture's.", "id"},
+               {"protocol", "Read another description of the protocol.", "file"},
+               {"color", "auto (the default: on a terminal, unless NO_COLOR is set), always or never.",
+                "when", "auto"},
+           };
 }
 
 // The time of the option in microseconds, or @p otherwise.
@@ -173,6 +159,14 @@ bool isColoured(const QString& when)
            (when == "auto" && isatty(STDOUT_FILENO) != 0 && qEnvironmentVariableIsEmpty("NO_COLOR"));
 }
 
+QStringList framesOf(const Description& description)
+{
+    QStringList names;
+    for (const Frame& frame : description.frames())
+        names.append(toString(frame.name));
+    return names;
+}
+
 void readSelection(const QCommandLineParser& parser, const Description& description, Selection& selection)
 {
     selection.from = time(parser, "from", selection.from);
@@ -181,32 +175,35 @@ void readSelection(const QCommandLineParser& parser, const Description& descript
         const std::string word = selection.add(filter.toStdString(), description);
         if (word.empty())
             continue;
-        QStringList names;
-        for (const Frame& frame : description.frames())
-            names.append(toString(frame.name));
         refuse(QString("--filter knows no \"%1\"; frames are %2")
-                   .arg(QString::fromStdString(word), names.join(", ")));
+                   .arg(QString::fromStdString(word), framesOf(description).join(", ")));
     }
+}
+
+// What the shell completes of values; of a filter's terms the last one.
+QStringList valuesOf(const QString& valueName, const QString& word)
+{
+    if (valueName == "format")
+        return {std::begin(formats), std::end(formats)};
+    if (valueName == "when")
+        return {"auto", "always", "never"};
+    if (valueName != "terms")
+        return {};
+    const QStringList terms =
+        framesOf(Description::standard()) + QStringList{"rx", "tx", "bad", "ack", "unknown"};
+    const QString before = word.left(word.lastIndexOf(',') + 1);
+    return QStringList(terms).replaceInStrings(QRegularExpression("^"), before);
 }
 
 } // namespace
 
 Options readOptions(const QStringList& arguments)
 {
+    answerCompletion(arguments, knownOptions(), {valuesOf, true});
     QCommandLineParser parser;
     parser.setApplicationDescription(About);
     parser.addPositionalArgument("file", "What to read; standard input by default.", "[file...|-]");
-    parser.addOptions(knownOptions());
-    if (!parser.parse(arguments))
-        refuse(parser.errorText().chopped(1)); // its full stop
-    if (parser.isSet("help"))
-        parser.showHelp();
-    if (parser.isSet("version"))
-        parser.showVersion();
-    for (const QCommandLineOption& option : knownOptions()) {
-        if (!option.valueName().isEmpty() && parser.isSet(option) && parser.value(option).isEmpty())
-            refuse("--" + option.names().constLast() + " needs a value");
-    }
+    readArguments(parser, knownOptions(), arguments);
     Options options;
     if (parser.isSet("protocol")) {
         QString error;
@@ -227,9 +224,9 @@ Options readOptions(const QStringList& arguments)
     options.all = parser.isSet("all");
     options.coloured = isColoured(parser.value("color"));
     if (parser.isSet("count"))
-        options.count = number(parser, "count", 1, 1'000'000'000'000'000);
+        options.count = static_cast<uint64_t>(number(parser, "count", 1, std::numeric_limits<int>::max()));
     if (parser.isSet("car-model"))
-        options.carModel = static_cast<int>(number(parser, "car-model", 0, 65535));
+        options.carModel = number(parser, "car-model", 0, 65535);
     options.record = recordOf(parser, options.carModel.value_or(-1));
     readSelection(parser, options.description ? *options.description : Description::standard(),
                   options.selection);

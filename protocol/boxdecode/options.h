@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture.h"
+#include "exitcode.h"
 #include "inputreader.h"
 #include "selection.h"
 
@@ -8,9 +9,6 @@
 
 #include <memory>
 #include <optional>
-
-/// How boxdecode ends.
-enum ExitCode { CleanEnd = 0, BadArguments = 2, CannotWrite = 6 };
 
 /// What boxdecode is to do.
 struct Options

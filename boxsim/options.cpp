@@ -1,0 +1,77 @@
+#include "options.h"
+
+#include "commandline.h"
+#include "scenario.h"
+
+namespace boxsim {
+
+namespace {
+
+constexpr char About[] =
+    R"(Simulates the CAN box of a car on a serial line. The first line on standard output is the path that the head unit
+opens; standard output then tells what the head unit asks of the car. Statements that change the car are read from
+standard input; "help" lists them.
+
+Exit codes:
+  0  quit, SIGINT, SIGTERM or SIGHUP, or the end of standard input, of the scenario or of the capture
+  2  wrong arguments, or a file of theirs that cannot be used
+  4  the line cannot be opened, or the device is gone
+  5  the scenario holds a statement that cannot be carried out
+  6  standard output can no longer be written)";
+
+QList<QCommandLineOption> knownOptions()
+{
+    return commonOptions() +
+           QList<QCommandLineOption>{
+               {"link", "Keep a symbolic link to the pseudo-terminal at <path>.", "path"},
+               {"port", "Use the serial device <device>, 38400 8N1, instead of a pseudo-terminal.", "device"},
+               {"scenario", "Play a scenario: a file, or one that boxsim brings, by its name.", "scenario"},
+               {"exit-after-scenario",
+                "End when the scenario has been played and every held key is released."},
+               {"replay", "Play the box's half of the capture <file>, and end; - is standard input.", "file"},
+               {"lenient", "Leave out the damaged lines of the capture instead of ending at the first."},
+               {"trace", "Show the bytes of both directions, and the frames in them."},
+               {"log", "Show the box's log lines."},
+               {"quiet", "Keep messages other than errors from standard error."},
+               {"json", "Write one JSON object a line, all on standard output."},
+           };
+}
+
+QStringList valuesOf(const QString& valueName, const QString&)
+{
+    return valueName == "scenario" ? Scenario::names() + QStringList("<file>") : QStringList();
+}
+
+void check(const QCommandLineParser& parser)
+{
+    if (!parser.positionalArguments().isEmpty())
+        refuse("unexpected argument " + parser.positionalArguments().constFirst());
+    if (parser.isSet("port") && parser.isSet("link"))
+        refuse("--link goes with a pseudo-terminal, not with --port");
+    if (parser.isSet("port"))
+        checkDevice(parser.value("port"));
+    if (parser.isSet("exit-after-scenario") && !parser.isSet("scenario"))
+        refuse("--exit-after-scenario goes with --scenario");
+    if (parser.isSet("replay") && parser.isSet("scenario"))
+        refuse("--replay and --scenario exclude each other");
+    if (parser.isSet("lenient") && !parser.isSet("replay"))
+        refuse("--lenient goes with --replay");
+}
+
+} // namespace
+
+Options readOptions(const QStringList& arguments)
+{
+    answerCompletion(arguments, knownOptions(), {valuesOf});
+    QCommandLineParser parser;
+    parser.setApplicationDescription(About);
+    readArguments(parser, knownOptions(), arguments);
+    check(parser);
+    return {parser.value("port"),     parser.value("link"),
+            parser.value("scenario"), parser.isSet("exit-after-scenario"),
+            parser.value("replay"),   parser.isSet("lenient"),
+            parser.isSet("json"),     parser.isSet("trace"),
+            parser.isSet("log"),      parser.isSet("quiet")};
+}
+
+} // namespace boxsim
