@@ -61,6 +61,7 @@ struct Options
     QString replay;
     bool lenient;
     bool json;
+    Ranges ranges;
 };
 
 Options readOptions()
@@ -77,6 +78,7 @@ Options readOptions()
         {"replay", "Play the box's half of the capture <file>, and end; - is stdin.", "file"},
         {"lenient", "Leave out the damaged lines of the capture instead of ending at the first."},
         {"json", "Write one JSON object a line, log and answers too, all on stdout."},
+        {"force", "Take values of the car that are out of their range, as far as the frame has room."},
     });
     const bool understood = parser.parse(QCoreApplication::arguments());
     if (understood && parser.isSet("help"))
@@ -86,7 +88,7 @@ Options readOptions()
     Options options{parser.value("port"),     parser.value("link"),
                     parser.value("scenario"), parser.isSet("exit-after-scenario"),
                     parser.value("replay"),   parser.isSet("lenient"),
-                    parser.isSet("json")};
+                    parser.isSet("json"),     parser.isSet("force") ? Ranges::Ignored : Ranges::Kept};
     QString error = understood ? QString() : parser.errorText();
     if (!parser.positionalArguments().isEmpty())
         error = QString("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst());
@@ -112,9 +114,10 @@ Options readOptions()
 class Typed
 {
 public:
-    Typed(const Simulation& simulation, Log& log)
+    Typed(const Simulation& simulation, Log& log, Ranges ranges)
         : m_simulation(simulation)
         , m_log(log)
+        , m_ranges(ranges)
     {
     }
 
@@ -137,13 +140,14 @@ private:
         ++m_number;
         if (line.isEmpty() || line.startsWith('#'))
             return;
-        const Parsed parsed = parse(line);
+        const Parsed parsed = parse(line, m_ranges);
         const QString shown = parsed.statement ? parsed.answer(m_simulation) : QString();
         m_log.answer(line, m_number, shown, parsed.error);
     }
 
     const Simulation& m_simulation;
     Log& m_log;
+    const Ranges m_ranges;
     QByteArray m_pending;
     int m_number = 0;
 };
@@ -212,7 +216,7 @@ int main(int argc, char* argv[])
 
     Scenario scenario;
     if (!options.scenario.isEmpty())
-        scenario = Scenario::read(options.scenario);
+        scenario = Scenario::read(options.scenario, options.ranges);
     for (const QString& error : qAsConst(scenario.errors))
         log.error(error);
     if (!scenario.errors.isEmpty())
@@ -255,7 +259,7 @@ int main(int argc, char* argv[])
 
     const bool serves = !options.link.isEmpty() || !options.device.isEmpty() || !options.scenario.isEmpty() ||
                         !options.replay.isEmpty();
-    Typed typed(simulation, log);
+    Typed typed(simulation, log, options.ranges);
     QSocketNotifier typedNotifier(STDIN_FILENO, QSocketNotifier::Read);
     typedNotifier.setEnabled(options.replay != "-");
     QObject::connect(&typedNotifier, &QSocketNotifier::activated, &app, [&] {
