@@ -120,8 +120,11 @@ QString CarModels::refusal(const QString& word) const
 // Those that have the word, or the nearest, or those with a part that is the nearest.
 QStringList CarModels::near(const QString& word) const
 {
+    constexpr int LeastLetters = 3; // fewer stand in half of the names
+    if (word.size() < LeastLetters)
+        return {};
     const QStringList all = m_names.values();
-    QStringList names = word.isEmpty() ? QStringList() : all.filter(word, Qt::CaseInsensitive);
+    QStringList names = all.filter(word, Qt::CaseInsensitive);
     if (const QString name = nearest(word, all); names.isEmpty() && !name.isEmpty())
         names.append(name);
     if (const QString part = nearest(word, all.join('_').split('_')); names.isEmpty() && !part.isEmpty())

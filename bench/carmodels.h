@@ -39,7 +39,7 @@ public:
     /// What is wrong with @p word, which is no name, with the names that have it or are the nearest.
     QString refusal(const QString& word) const;
 
-    /// The models with these ids and what they change, a line each, below 80 columns.
+    /// The models with these ids and what they change, a line each, of 80 columns at most.
     QStringList table(const QList<int>& ids) const;
     /// The same of one, as the keys of an object.
     QJsonObject keysOf(int id) const;

@@ -555,7 +555,7 @@ Words helpOn(const QString& word)
     if (place < 0) {
         const Words lines = helpWith(word);
         if (lines.isEmpty())
-            throw CommandError{unknown(word, helpWords(), "help lists all commands")};
+            throw CommandError{unknown(word, helpWords(), "known: " + commandNames().join(", "))};
         return lines;
     }
     const Command& command = commands[place];
@@ -598,8 +598,9 @@ Words nearestUses(const QString& word)
 const Command& commandOf(const QString& name)
 {
     const Words names = commandNames();
-    const Words uses = nearestUses(name);
-    if (!names.contains(name) && nearest(name, names).isEmpty() && !uses.isEmpty())
+    const bool isNear = names.contains(name) || !nearest(name, names).isEmpty();
+    const Words uses = isNear ? Words() : nearestUses(name);
+    if (!uses.isEmpty())
         throw CommandError{QString("unknown \"%1\"; did you mean %2?").arg(name, uses.join(" or "))};
     return commands[placeOf(name, names)];
 }
