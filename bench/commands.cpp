@@ -553,7 +553,7 @@ Words helpOn(const QString& word)
 {
     const int place = commandNames().indexOf(word);
     if (place < 0) {
-        const Words lines = helpWith(word);
+        Words lines = helpWith(word);
         if (lines.isEmpty())
             throw CommandError{unknown(word, helpWords(), "known: " + commandNames().join(", "))};
         return lines;
