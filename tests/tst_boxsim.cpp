@@ -170,9 +170,11 @@ private slots:
     {
         const QString all =
             "climate fan 0, climate fan 0x07, trip a 6553.4, climate left 15, CAMERA 1, fuel unit 255, "
-            "split 255, drop 65535, noise fF 00, key bt 0 hold 0s, DOOR fl Open, tyre rr 25.4 bar| "
+            "split 255, drop 65535, noise fF 00, key bt 0 hold 0s, DOOR fl Open, tyre rr 25.4 bar, tyre rr "
+            "254 psi, tyre rr 635 kPa| "
             "climate fan -1, climate fan 8, climate fan 1.0, climate fan 07x, trip a 6553.5, trip b low, "
-            "climate left 14.9, climate left 32.1, climate left nan, split 0, drop 65536, noise fF 0, "
+            "tyre rr 255 psi, tyre rr 635.1 kPa, climate left 14.9, climate left 32.1, climate left nan, "
+            "split 0, drop 65536, noise fF 0, "
             "climate profile 4, camera 2, noise, key bt 256 press, key bt 1 hold 1, door, tyre rr 25.5 "
             "bar, version, send 0x31";
         for (const QString& line : all.section('|', 0, 0).split(", "))
