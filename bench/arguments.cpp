@@ -2,14 +2,18 @@
 
 #include <QRegularExpression>
 
+QString unknown(const QString& word, const QStringList& words, const QString& remedy)
+{
+    const QString near = meant(word, words);
+    return QString("unknown \"%1\"; %2").arg(word, near.isEmpty() ? remedy : near);
+}
+
 int placeOf(const QString& word, const QStringList& words)
 {
     const int place = words.indexOf(word);
     if (place >= 0)
         return place;
-    const QString remedy = meant(word, words);
-    throw CommandError{
-        QString("unknown \"%1\"; %2").arg(word, remedy.isEmpty() ? "known: " + words.join(", ") : remedy)};
+    throw CommandError{unknown(word, words, "known: " + words.join(", "))};
 }
 
 QByteArray bytesOf(const QString& hex)

@@ -8,6 +8,9 @@ struct CommandError
     QString text;
 };
 
+/// What is wrong with @p word, which is none of @p words: the nearest is told, or @p remedy where none is.
+QString unknown(const QString& word, const QStringList& words, const QString& remedy);
+
 /// Where @p word stands among @p words. @throw CommandError where it does not, with the nearest or all of
 /// them
 int placeOf(const QString& word, const QStringList& words);

@@ -23,13 +23,17 @@ using Action = std::function<QVariant(const Bench&)>;
 
 struct Input;
 
+constexpr int Least = std::numeric_limits<int>::min();
+constexpr int Most = std::numeric_limits<int>::max();
+
 struct Argument
 {
-    const char* name; // in brackets what can be left out, with "..." what can be repeated
-    int lowest = std::numeric_limits<int>::min(); // of a number
-    int highest = std::numeric_limits<int>::max();
+    const char* name;   // in brackets what can be left out, with "..." what can be repeated
+    int lowest = Least; // of a number
+    int highest = Most;
+    const char* unit = ""; // what it counts in, or how it is written
 
-    bool isBounded() const { return highest < std::numeric_limits<int>::max(); }
+    bool isBounded() const { return highest < Most; }
 };
 
 enum class Needs { Nothing, Box, Capture };
@@ -50,6 +54,7 @@ struct Input
 {
     const Command& command;
     Words words;
+    Ranges ranges;
 
     const QString& operator[](int i) const { return words[i]; }
     int number(int i) const;
@@ -110,6 +115,13 @@ template<const auto& Table> QStringList namesIn()
     return names;
 }
 
+// What help tells of an argument: its range and its unit; empty where it has neither.
+QString aboutNumber(const Argument& argument)
+{
+    const QString range = QString("%1 to %2").arg(argument.lowest).arg(argument.highest);
+    return ((argument.isBounded() ? range : QString()) + ' ' + argument.unit).trimmed();
+}
+
 // The argument as a number of its range.
 int Input::number(int i) const
 {
@@ -117,12 +129,9 @@ int Input::number(int i) const
     const std::optional<int> number = numberOf(words[i]);
     if (!number)
         throw CommandError{QString("\"%1\" is no number").arg(words[i])};
-    if (*number < argument.lowest || *number > argument.highest)
-        throw CommandError{QString("%1 is %2 to %3, not %4")
-                               .arg(argument.name)
-                               .arg(argument.lowest)
-                               .arg(argument.highest)
-                               .arg(*number)};
+    if (ranges == Ranges::Kept && (*number < argument.lowest || *number > argument.highest))
+        throw CommandError{
+            QString("%1 is %2, not %3").arg(argument.name, aboutNumber(argument)).arg(*number) + ForceRemedy};
     return *number;
 }
 
@@ -183,8 +192,17 @@ Action camera(const Input& input)
     return [key, at](const Bench& bench) { return bench.service.sendCameraKey(key, at); };
 }
 
+QStringList radioBands()
+{
+    return {"FM1", "FM2", "FM3", "AM1", "AM2"};
+}
+
+// The plug-in takes every band that it does not know for FM.
 Action radio(const Input& input)
 {
+    if (input.ranges == Ranges::Kept && !radioBands().contains(input[0]))
+        throw CommandError{QString("BAND is %1, not \"%2\"").arg(radioBands().join(", "), input[0]) +
+                           ForceRemedy};
     return action([words = input.words](const Bench& bench) {
         bench.service.onRadioSourceInformation(words[0], words.mid(1), 0);
     });
@@ -211,7 +229,8 @@ Action clock(const Input& input)
     const int hour = match.captured(1).toInt();
     const int minute = match.captured(2).toInt();
     const bool is24h = placeOf(format, {"24h", "am", "pm"}) == 0;
-    if (!match.hasMatch() || minute > 59 || (is24h ? hour > 23 : hour < 1 || hour > 12))
+    const bool isTime = minute <= 59 && (is24h ? hour <= 23 : hour >= 1 && hour <= 12);
+    if (!match.hasMatch() || (input.ranges == Ranges::Kept && !isTime))
         throw CommandError{QString("no time \"%1 %2\"; write 15:30, or 3:30 pm").arg(input[0], format)};
     const bool countsOn = format == "pm" && hour != 12;
     GPSTime time;
@@ -227,7 +246,12 @@ Action clock(const Input& input)
 
 Action setCarModel(const Input& input)
 {
-    return action([id = input.number(0)](const Bench&) { hostSetup().carModelId = id; });
+    const CarModels& models = hostSetup().carModels;
+    const std::optional<int> named = models.idOf(input[0]);
+    if (!named && !numberOf(input[0]))
+        throw CommandError{models.refusal(input[0])};
+    const int id = named ? *named : input.number(0);
+    return action([id](const Bench&) { hostSetup().carModelId = id; });
 }
 
 boxsim::Simulation* boxInside()
@@ -238,7 +262,7 @@ boxsim::Simulation* boxInside()
 
 Action tellBox(const Input& input)
 {
-    const boxsim::Parsed parsed = boxsim::parse(input.words);
+    const boxsim::Parsed parsed = boxsim::parse(input.words, input.ranges);
     if (!parsed.statement)
         throw CommandError{parsed.error};
     if (parsed.statement->isOfProgram)
@@ -337,22 +361,29 @@ constexpr Command commands[] = {
      climateKey,
      namesIn<climateKeys>},
     {"unit",
-     {{"ITEM"}},
+     {{"ITEM", 0, 5}},
      "switch a unit to its next value; item 0 is the fuel consumption's",
      call<&Car::setUnitCmd>},
-    {"position", {{"VALUE"}}, "set the driving position", call<&Car::setCanDrivingPosition>},
-    {"camera", {{"touch|CODE"}, {"X"}, {"Y"}}, "touch the camera picture; CODE is the host's", camera},
+    {"position", {{"VALUE", 0, 1}}, "set the driving position", call<&Car::setCanDrivingPosition>},
+    {"camera",
+     {{"touch|CODE"}, {"X", -32768, 32767}, {"Y", -19660, 19660}},
+     "touch the camera picture; CODE is the host's; the car is told Y times 5/3",
+     camera},
     {"radio",
      {{"BAND"}, {"FREQUENCY"}, {"[STATION]"}},
      "show the radio's texts on the instrument cluster",
-     radio},
+     radio,
+     radioBands},
     {"media",
      {{"SOURCE", 1, 4}, {"[TITLE]"}, {"[ARTIST]"}, {"[ALBUM]"}},
      "show a track's texts on the instrument cluster",
      media},
     {"aux", {}, "show on the instrument cluster that AUX is heard", aux},
     {"clock", {{"HH:MM"}, {"[24h|am|pm]"}}, "set the car's clock", clock},
-    {"car-model", {{"ID", 0, 65535}}, "change the car model that the head unit is set up for", setCarModel},
+    {"car-model",
+     {{"ID", 0, 65535}},
+     "change the car model that the head unit is set up for, by its id or its name",
+     setCarModel},
     {"car-setting", {{"ITEM"}, {"VALUE"}}, "change a setting of the car", call<&Car::sendCarSettingKey>},
     {"setting", {{"ITEM"}, {"VALUE"}}, "change a setting of the service", call<&Car::setSettings>},
     {"driving-page", {{"PAGE"}}, "choose the page of the driving data", call<&Car::setDrivingDataPage>},
@@ -380,14 +411,14 @@ constexpr Command commands[] = {
      CommandKind::Own,
      Needs::Capture},
     {"seek",
-     {{"TIME"}},
+     {{"TIME", Least, Most, "seconds of the capture"}},
      "go to a time of the capture, as in seek 12.5; back there with a fresh plug-in",
      seek,
      nullptr,
      CommandKind::Own,
      Needs::Capture},
     {"speed",
-     {{"FACTOR"}},
+     {{"FACTOR", Least, Most, "0.01 to 1000, or max"}},
      "play the capture so many times as fast as it was, or max",
      setSpeed,
      nullptr,
@@ -413,7 +444,12 @@ constexpr Command commands[] = {
      showLink,
      nullptr,
      CommandKind::Own},
-    {"wait", {{"TIME"}}, "hold the next command back, as in wait 500ms", wait, nullptr, CommandKind::Waiting},
+    {"wait",
+     {{"TIME", Least, Most, "seconds or milliseconds, as in 1.5s or 500ms"}},
+     "hold the next command back, as in wait 500ms",
+     wait,
+     nullptr,
+     CommandKind::Waiting},
     {"expect",
      {{"EVENT..."}, {"within"}, {"TIME"}},
      "wait for a signal, as in expect acStatusChanged ac=true fan>=3 within 1s,\n"
@@ -424,8 +460,8 @@ constexpr Command commands[] = {
      expectableNames,
      CommandKind::Waiting},
     {"help",
-     {{"[COMMAND]"}},
-     "show the commands, or all about one of them",
+     {{"[WORD]"}},
+     "show the commands, all about one of them, or those that have a word",
      help,
      commandNames,
      CommandKind::Own},
@@ -456,25 +492,82 @@ Words helpOn(const Command& command)
 {
     Words lines{usage(command), QString("    ") + command.help};
     for (const Argument& argument : command.arguments) {
-        if (argument.name && argument.isBounded())
-            lines.append(
-                QString("    %1: %2 to %3").arg(argument.name).arg(argument.lowest).arg(argument.highest));
+        if (argument.name && !aboutNumber(argument).isEmpty())
+            lines.append(QString("    %1: %2").arg(argument.name, aboutNumber(argument)));
     }
+    return lines;
+}
+
+QStringList readingNames()
+{
+    QStringList names;
+    for (const Reading& blank : CarState::blanks({}))
+        names.append(blank.topic + ' ' + blank.name);
+    return names;
+}
+
+// What the first argument of the command can be, and what else it knows by name.
+Words knownTo(const Command& command)
+{
+    const Words known = command.choices ? command.choices() : Words();
+    return command.read == showState ? known + readingNames() : known;
+}
+
+// Help on the commands that have @p word: in their usage or their help, or among what they know, of which
+// that is shown then.
+Words helpWith(const QString& word)
+{
+    Words lines;
+    for (const Command& command : commands) {
+        const Words known = knownTo(command).filter(word, Qt::CaseInsensitive);
+        const Words text = helpOn(command);
+        if (known.isEmpty() && text.filter(word, Qt::CaseInsensitive).isEmpty())
+            continue;
+        lines += text;
+        for (const QString& name : known)
+            lines.append(QString("    %1 %2").arg(command.name, name));
+    }
+    return lines;
+}
+
+// All words that help finds something by.
+Words helpWords()
+{
+    Words words = commandNames() + boxsim::statementWords();
+    for (const Command& command : commands) {
+        for (const QString& name : knownTo(command))
+            words += name.split(' ');
+    }
+    return words;
+}
+
+Words helpOnAll()
+{
+    Words lines;
+    for (const Command& command : commands)
+        lines += helpOn(command);
+    return lines;
+}
+
+Words helpOn(const QString& word)
+{
+    const int place = commandNames().indexOf(word);
+    if (place < 0) {
+        Words lines = helpWith(word);
+        if (lines.isEmpty())
+            throw CommandError{unknown(word, helpWords(), "known: " + commandNames().join(", "))};
+        return lines;
+    }
+    const Command& command = commands[place];
+    Words lines = helpOn(command);
+    if (command.choices)
+        lines.append("    known: " + command.choices().join(", "));
     return lines;
 }
 
 Action help(const Input& input)
 {
-    Words lines;
-    if (input.words.isEmpty()) {
-        for (const Command& command : commands)
-            lines += helpOn(command);
-    } else {
-        const Command& command = commands[placeOf(input[0], commandNames())];
-        lines = helpOn(command);
-        if (command.choices)
-            lines.append("    known: " + command.choices().join(", "));
-    }
+    const Words lines = input.words.isEmpty() ? helpOnAll() : helpOn(input[0]);
     return action([text = lines.join('\n')](const Bench& bench) { bench.report.text(text); });
 }
 
@@ -487,12 +580,39 @@ void checkCount(const Input& input)
         throw CommandError{"usage: " + usage(input.command)};
 }
 
-// The command of a line, and the words behind it.
-Input inputOf(const QString& line)
+// The commands with which the topic and the statement that are nearest to @p word are used.
+Words nearestUses(const QString& word)
 {
+    Words firstWords;
+    for (const QString& statement : boxStatements())
+        firstWords += statement.section(' ', 0, 0).split('|');
+    Words uses;
+    if (const QString topic = nearest(word, CarState::topics()); !topic.isEmpty())
+        uses.append(QString("\"state %1\"").arg(topic));
+    if (const QString statement = nearest(word, firstWords); !statement.isEmpty())
+        uses.append(QString("\"box %1\"").arg(statement));
+    return uses;
+}
+
+// The command @p name. @throw CommandError where there is none, with what may have been meant
+const Command& commandOf(const QString& name)
+{
+    const Words names = commandNames();
+    const bool isNear = names.contains(name) || !nearest(name, names).isEmpty();
+    const Words uses = isNear ? Words() : nearestUses(name);
+    if (!uses.isEmpty())
+        throw CommandError{QString("unknown \"%1\"; did you mean %2?").arg(name, uses.join(" or "))};
+    return commands[placeOf(name, names)];
+}
+
+// The command of a line, and the words behind it.
+Input inputOf(const QString& line, Ranges ranges)
+{
+    if (ranges == Ranges::Kept && hasOpenQuote(line))
+        throw CommandError{QString("a quote is not closed") + ForceRemedy};
     Words words = wordsOf(line);
     const QString name = words.isEmpty() ? line : words.takeFirst();
-    return {commands[placeOf(name, commandNames())], words};
+    return {commandOf(name), words, ranges};
 }
 
 // Reads a whole command line, for a bench that has this beside the service.
@@ -532,13 +652,13 @@ QStringList candidates(const QStringList& before)
 
 CommandKind kindOf(const QString& line)
 {
-    return inputOf(line).command.kind;
+    return inputOf(line, Ranges::Ignored).command.kind;
 }
 
 void execute(const Bench& bench, const QString& line)
 {
-    const Input input = inputOf(line);
-    const Action run = read(input, {boxInside() != nullptr, bench.playback != nullptr});
+    const Input input = inputOf(line, bench.ranges);
+    const Action run = read(input, {boxInside() != nullptr, bench.playback != nullptr, bench.ranges});
     const QVariant result = run(bench);
     if (result.isValid())
         bench.report.result(input.command.name, result);
@@ -549,7 +669,7 @@ QStringList mistakesIn(const ScriptFile& script, BenchParts has)
     QStringList mistakes;
     for (const ScriptFile::Line& line : script.commands()) {
         try {
-            read(inputOf(line.text), has);
+            read(inputOf(line.text, has.ranges), has);
         } catch (const CommandError& error) {
             mistakes.append(QString("%1:%2: %3").arg(script.name).arg(line.number).arg(error.text));
         }

@@ -16,6 +16,7 @@ struct Bench
     Report& report;
     Script& script;
     Playback* playback = nullptr; ///< of the capture that is the line, if one is
+    Ranges ranges = Ranges::Kept; ///< of the values in commands
 };
 
 /// What a command line is: a call of the host's, which a capture keeps; a question to canbench; or one that
@@ -35,8 +36,9 @@ QStringList candidates(const QStringList& before);
 /// What a bench has beside its service.
 struct BenchParts
 {
-    bool box;     ///< a simulated one is inside
-    bool capture; ///< one is played
+    bool box;                     ///< a simulated one is inside
+    bool capture;                 ///< one is played
+    Ranges ranges = Ranges::Kept; ///< of the values in commands
 };
 
 /// Reads a whole script without doing anything. @return its mistakes, one a line: file, line, what is wrong

@@ -55,7 +55,8 @@ void tell(const ScriptFile* script, const char* kind, const QString& path, const
     const QString time = !clock     ? "in real time"
                          : isScaled ? QString("at speed %1").arg(clock->pace())
                                     : "in virtual time";
-    const QString place = QString("on %1, car model %2, %3").arg(line).arg(hostSetup().carModelId).arg(time);
+    const QString carModel = hostSetup().carModels.describe(hostSetup().carModelId);
+    const QString place = QString("on %1, car model %2, %3").arg(line, carModel, time);
     note(script ? script->name + ' ' + place
                 : place + "; type \"help\" for the head unit's commands, " + otherEnd,
          {{"program", "canbench"},
@@ -120,7 +121,7 @@ ExitCode readScripts(const Options& options, QVector<ScriptFile>& scripts)
 {
     QStringList mistakes;
     const BenchParts parts{hostSetup().device.isEmpty() && options.replay.isEmpty(),
-                           !options.replay.isEmpty()};
+                           !options.replay.isEmpty(), hostSetup().ranges};
     for (const QString& name : options.scripts) {
         const ScriptFile script = ScriptFile::read(name);
         if (!script.error.isEmpty()) {
@@ -304,6 +305,29 @@ int runAll(const Options& options, const QVector<ScriptFile>& scripts, CaptureRe
     return code;
 }
 
+// Shows the car models that --car-model list asks for.
+ExitCode listCarModels(const QString& word, bool isJson)
+{
+    const CarModels& models = hostSetup().carModels;
+    if (models.names().isEmpty()) {
+        complain("no car models are known: " + hostSetup().pluginPath + " cannot be used, or declares none");
+        return NoPlugin;
+    }
+    const QList<int> ids = models.find(word);
+    if (ids.isEmpty()) {
+        complain(models.refusal(word));
+        return BadArguments;
+    }
+    StandardOutput output;
+    output.onFailure = tellUnwritten;
+    const JsonLines lines(now(), dateOf(now()));
+    for (int id : isJson ? ids : QList<int>())
+        output.print(lines.line(models.keysOf(id)));
+    if (!isJson)
+        output.print(models.table(ids).join('\n'));
+    return output.isIntact() ? CleanEnd : CannotWrite;
+}
+
 // Logs what Qt and the plug-in have to tell.
 void handleMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
 {
@@ -328,6 +352,8 @@ int main(int argc, char* argv[])
     if (!options.log)
         QLoggingCategory::setFilterRules("default.debug=false");
     selectLanguage(options.language);
+    if (options.listedModels)
+        return listCarModels(*options.listedModels, options.json);
     QVector<ScriptFile> scripts;
     const ExitCode ending = readScripts(options, scripts);
     if (ending != CleanEnd || options.checksScripts)

@@ -62,9 +62,10 @@ QList<QCommandLineOption> knownOptions()
                {"check", "Compare what the head unit sends with what it sent in the capture."},
                {"lenient", "Leave out the damaged lines of a capture instead of ending at the first."},
                {"car-model",
-                "The id of the car model, 0 to 65535; needed with --port. A box inside has 153, a capture "
-                "its own.",
-                "id"},
+                "The car model, by its id, 0 to 65535, or its name; needed with --port. A box inside has "
+                "153, a capture its own. list shows the names and what each changes, list camry those with "
+                "that word.",
+                "model"},
                {"car-model-index",
                 "The car model index for the CAN box, 0 to 254; 255, the default but for a capture, "
                 "announces none.",
@@ -108,6 +109,7 @@ QList<QCommandLineOption> knownOptions()
                 "checked before anything happens. Given more than once, each has a fresh plug-in and box.",
                 "file"},
                {"check-script", "Only check each --script."},
+               {"force", "Carry commands out whose values are out of their range."},
                {"wait", "Wait for a device that cannot be opened, as a session at a terminal does."},
            };
 }
@@ -228,11 +230,33 @@ QStringList withLoopCount(QStringList arguments)
     return arguments;
 }
 
+// The word by which --car-model lists models, which may be an argument of its own; none where it does not.
+std::optional<QString> listedModels(const QCommandLineParser& parser)
+{
+    QStringList words = parser.value("car-model").split(' ');
+    if (words.takeFirst() != "list")
+        return std::nullopt;
+    return (words + parser.positionalArguments()).join(' ').trimmed();
+}
+
+int carModel(const QCommandLineParser& parser, const CarModels& models)
+{
+    const QString model = parser.value("car-model");
+    if (const std::optional<int> named = models.idOf(model))
+        return *named;
+    if (!numberOf(model))
+        refuse("--car-model: " + models.refusal(model));
+    return number(parser, "car-model", 0, 65535);
+}
+
 // What is given for the car: its model and its index.
 void readCar(const QCommandLineParser& parser, HostSetup& setup)
 {
+    setup.carModels = CarModels::ofPlugin(setup.pluginPath);
+    if (listedModels(parser))
+        return;
     if (parser.isSet("car-model"))
-        setup.carModelId = number(parser, "car-model", 0, 65535);
+        setup.carModelId = carModel(parser, setup.carModels);
     else if (!parser.isSet("replay"))
         setup.carModelId = OwnCarModel;
     if (parser.isSet("car-model-index"))
@@ -248,6 +272,8 @@ QStringList valuesOf(const QString& valueName)
         return languages();
     if (valueName == "clock")
         return {"real", "virtual"};
+    if (valueName == "model")
+        return QStringList("list") + CarModels::ofPlugin(findNear({PLUGIN_PLACES})).names().values();
     return valueName == "factor" ? QStringList("max") : QStringList();
 }
 
@@ -272,7 +298,7 @@ Options readOptions(const QStringList& arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(Description);
     readArguments(parser, knownOptions(), withLoopCount(arguments));
-    if (!parser.positionalArguments().isEmpty())
+    if (!parser.positionalArguments().isEmpty() && !listedModels(parser))
         refuse("unexpected argument " + parser.positionalArguments().constFirst());
     if (parser.value("purpose").contains('\n'))
         refuse("--purpose is one line");
@@ -284,7 +310,6 @@ Options readOptions(const QStringList& arguments)
     HostSetup& setup = hostSetup();
     if (parser.isSet("port"))
         setup.device = QFileInfo(parser.value("port")).absoluteFilePath();
-    readCar(parser, setup);
     if (parser.isSet("give-up"))
         setup.giveUp = std::chrono::seconds(number(parser, "give-up", 0, 86400));
     setup.waitsForDevice = parser.isSet("wait") || (!parser.isSet("script") && isatty(STDIN_FILENO));
@@ -292,6 +317,8 @@ Options readOptions(const QStringList& arguments)
                                                        : findNear({"settings", "../share/canbench/settings"});
     setup.pluginPath = parser.isSet("plugin") ? QFileInfo(parser.value("plugin")).absoluteFilePath()
                                               : findNear({PLUGIN_PLACES});
+    readCar(parser, setup);
+    setup.ranges = parser.isSet("force") ? Ranges::Ignored : Ranges::Kept;
     return {parser.value("language"),
             parser.values("script"),
             parser.isSet("check-script"),
@@ -304,5 +331,6 @@ Options readOptions(const QStringList& arguments)
             parser.isSet("trace"),
             parser.isSet("log"),
             parser.isSet("quiet"),
+            listedModels(parser),
             parser.isSet("watch")};
 }

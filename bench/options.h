@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include <optional>
+
 class VirtualClock;
 
 /// What the command line asks for beside the HostSetup.
@@ -21,7 +23,8 @@ struct Options
     bool trace;
     bool log;
     bool quiet;
-    bool watch; ///< the session is shown on the whole terminal
+    std::optional<QString> listedModels; ///< the car models with this word in their names are listed, no more
+    bool watch;                          ///< the session is shown on the whole terminal
 };
 
 /// The clock that the command line asks for; nullptr stands for real time in Qt's own event loop. It is asked

@@ -49,19 +49,19 @@ void Workbench::carryOut(const QString& line)
     if (kind != CommandKind::Waiting)
         script.begin(line);
     if (kind == CommandKind::HostCall)
-        call(line);
+        call(line, hostSetup().ranges);
     else
-        execute(bench(), line);
+        execute(bench(hostSetup().ranges), line);
 }
 
 // A call stands in the capture before what it brings about, and not at all where its arguments are wrong.
-void Workbench::call(const QString& line)
+void Workbench::call(const QString& line, Ranges ranges)
 {
     if (kindOf(line) != CommandKind::HostCall)
         throw CommandError{"no call of the host"};
     m_call = line;
     try {
-        execute(bench(), line);
+        execute(bench(ranges), line);
     } catch (const CommandError&) {
         m_call.clear();
         throw;

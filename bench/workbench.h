@@ -32,11 +32,14 @@ public:
 
     /// Carries out a host call, as a command line says it, and keeps it in the capture.
     /// @throw CommandError as execute() does
-    void call(const QString& line);
+    void call(const QString& line, Ranges ranges);
 
 private:
     void carryOut(const QString& line);
-    Bench bench() { return {*m_service, *m_looked, *m_link, m_report, script, playback}; }
+    Bench bench(Ranges ranges)
+    {
+        return {*m_service, *m_looked, *m_link, m_report, script, playback, ranges};
+    }
     void record(const QString& what, const QString& detail);
     void recordCall();
     Event show(const QString& signal, QVector<Reading> arguments);

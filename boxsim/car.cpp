@@ -17,6 +17,8 @@ struct Pressure
 
 constexpr Pressure pressures[] = {{100.0, 10.0}, {6.894757, 6.894757}, {1.0, 2.5}};
 
+constexpr int NoPressure = 0xFF;
+
 const Pressure& pressureIn(TyreUnit unit)
 {
     return pressures[static_cast<size_t>(unit)];
@@ -24,7 +26,6 @@ const Pressure& pressureIn(TyreUnit unit)
 
 void addPressures(const Car& car, QByteArray& payload)
 {
-    constexpr int NoPressure = 0xFF;
     int byte = 1;
     for (const Measured& kPa : car.tyrePressures) {
         const double steps = kPa.value_or(0) / pressureIn(car.tyreUnit).step;
@@ -102,6 +103,11 @@ QList<int> frameTypes()
 double inKPa(TyreUnit unit)
 {
     return pressureIn(unit).kPa;
+}
+
+double highestIn(TyreUnit unit)
+{
+    return (NoPressure - 1) * pressureIn(unit).step / pressureIn(unit).kPa;
 }
 
 } // namespace boxsim

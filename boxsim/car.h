@@ -66,6 +66,9 @@ enum class TyreUnit { Bar, Psi, KPa };
 /// How many kPa one @p unit is.
 double inKPa(TyreUnit unit);
 
+/// The highest pressure that the tyre frame tells in @p unit.
+double highestIn(TyreUnit unit);
+
 /// A number that may be missing, and is reported as such then.
 using Measured = std::optional<double>;
 

@@ -13,6 +13,11 @@ using Args = const Arguments&;
 const QString wheels = "front-left|front-right|rear-left|rear-right";
 const QString tyreUnits = "bar|psi|kPa";
 
+QString nameOf(TyreUnit unit)
+{
+    return wordFor(tyreUnits, static_cast<double>(unit));
+}
+
 Statement setter(const ValueRow& row)
 {
     return {QString(row.words) + ' ' + row.values, row.help, [&row](Simulation& simulation, Args args) {
@@ -23,13 +28,17 @@ Statement setter(const ValueRow& row)
             }};
 }
 
-void setTyre(Simulation& simulation, Args args)
+// By force a pressure can be out of its range: then it is bounded.
+Statement tyreSetter(TyreUnit unit)
 {
-    constexpr double HighestKPa = 2540; // 25.4 bar, the most that a byte tells in any unit
-    Car& car = simulation.box.car;
-    car.tyreUnit = static_cast<TyreUnit>(args.integer(2));
-    car.tyrePressures[args.index(0)] = std::min(args.numbers[1] * inKPa(car.tyreUnit), HighestKPa);
-    simulation.box.report(FrameType::Tyres);
+    const QString range = QString("<0.0..%1>").arg(highestIn(unit), 0, 'f', 1);
+    return {QString("tyre %1 %2 %3").arg(wheels, range, nameOf(unit)),
+            "the pressure of a tyre, and the unit of all", [unit](Simulation& simulation, Args args) {
+                const double pressure = std::clamp(args.numbers[1], 0.0, highestIn(unit));
+                simulation.box.car.tyreUnit = unit;
+                simulation.box.car.tyrePressures[args.index(0)] = pressure * inKPa(unit);
+                simulation.box.report(FrameType::Tyres);
+            }};
 }
 
 void clearTyre(Simulation& simulation, Args args)
@@ -46,8 +55,9 @@ KeyPad padOf(Args args)
 QVector<Statement> otherCarStatements()
 {
     return {
-        {"tyre " + wheels + " <0.0..2540.0> " + tyreUnits, "the pressure of a tyre, and the unit of all",
-         setTyre},
+        tyreSetter(TyreUnit::Bar),
+        tyreSetter(TyreUnit::Psi),
+        tyreSetter(TyreUnit::KPa),
         {"tyre " + wheels + " none", "a tyre without a value", clearTyre},
         {"version <text>", "the version text of the box, 255 bytes at most",
          [](Simulation& simulation, Args args) {
@@ -97,8 +107,8 @@ QStringList tyreState(const Car& car)
     const QStringList names = wheels.split('|');
     for (int i = 0; i < names.size(); ++i) {
         const Measured& pressure = car.tyrePressures[static_cast<size_t>(i)];
-        const QString unit = wordFor(tyreUnits, static_cast<double>(car.tyreUnit));
-        const QString amount = QString("%1 ").arg(pressure.value_or(0) / inKPa(car.tyreUnit)) + unit;
+        const double told = std::min(pressure.value_or(0) / inKPa(car.tyreUnit), highestIn(car.tyreUnit));
+        const QString amount = QString("%1 ").arg(told) + nameOf(car.tyreUnit);
         lines.append("tyre " + names[i] + ' ' + (pressure ? amount : "none"));
     }
     return lines;
@@ -123,6 +133,15 @@ QString allFrameTypes()
     return types.join('|');
 }
 
+QString mistakeOfHelp(Args args)
+{
+    const QString word = args.bytes;
+    if (!statementsWith(word).isEmpty())
+        return {};
+    const QString remedy = meant(word, statementWords());
+    return QString("no statement has \"%1\"; %2").arg(word, remedy.isEmpty() ? "help lists all" : remedy);
+}
+
 QVector<Statement> controlStatements()
 {
     return {
@@ -133,7 +152,12 @@ QVector<Statement> controlStatements()
         {"await start", "holds the scenario, and its clock, until the head unit announces itself",
          [](Simulation& simulation, Args) { simulation.awaitStart(); }, true},
         {"help", "lists the statements",
-         [](Simulation& simulation, Args) { simulation.show(statementHelp()); }},
+         [](Simulation& simulation, Args) { simulation.show(statementHelp(statementsWith({}))); }},
+        {"help <text>", "lists the statements that have this word, or are about it",
+         [](Simulation& simulation, Args args) {
+             simulation.show(statementHelp(statementsWith(args.bytes)));
+         },
+         false, mistakeOfHelp},
         {"quit", "ends the simulator", [](Simulation& simulation, Args) { simulation.quit(); }, true},
     };
 }
@@ -146,7 +170,10 @@ const QVector<Statement>& statements()
         QVector<Statement> rows;
         for (const ValueRow& row : valueRows())
             rows.append(setter(row));
-        return rows + otherCarStatements() + faultStatements() + controlStatements();
+        rows += otherCarStatements();
+        for (Statement& row : rows)
+            row.isOfCar = true;
+        return rows + faultStatements() + controlStatements();
     }();
     return all;
 }

@@ -41,12 +41,12 @@ void endSoon()
 }
 
 // Runs the statements that have been typed.
-void runTyped(LineReader& typed, const Simulation& simulation, Log& log)
+void runTyped(LineReader& typed, Ranges ranges, const Simulation& simulation, Log& log)
 {
     while (const std::optional<QString> line = typed.take()) {
         if (line->isEmpty() || line->startsWith('#'))
             continue;
-        const Parsed parsed = parse(*line);
+        const Parsed parsed = parse(*line, ranges);
         const QString shown = parsed.statement ? parsed.answer(simulation) : QString();
         log.answer(*line, typed.number(), shown, parsed.error);
     }
@@ -128,7 +128,7 @@ int main(int argc, char* argv[])
 
     Scenario scenario;
     if (!options.scenario.isEmpty())
-        scenario = Scenario::read(options.scenario);
+        scenario = Scenario::read(options.scenario, options.ranges);
     if (!scenario.errors.isEmpty())
         return tellMistakes(scenario);
 
@@ -172,7 +172,7 @@ int main(int argc, char* argv[])
     log.ready(line.path());
 
     QObject::connect(&typed, &LineReader::came, &app, [&] {
-        runTyped(typed, simulation, log);
+        runTyped(typed, options.ranges, simulation, log);
         typed.wantMore(true);
         if (typed.isOver() && !options.outlastsInput())
             QCoreApplication::quit();

@@ -30,6 +30,7 @@ QList<QCommandLineOption> knownOptions()
                 "End when the scenario has been played and every held key is released."},
                {"replay", "Play the box's half of the capture <file>, and end; - is standard input.", "file"},
                {"lenient", "Leave out the damaged lines of the capture instead of ending at the first."},
+               {"force", "Take values of the car that are out of their range, as far as the frame has room."},
                {"trace", "Show the bytes of both directions, and the frames in them."},
                {"log", "Show the box's log lines."},
                {"quiet", "Keep messages other than errors from standard error."},
@@ -67,11 +68,17 @@ Options readOptions(const QStringList& arguments)
     parser.setApplicationDescription(About);
     readArguments(parser, knownOptions(), arguments);
     check(parser);
-    return {parser.value("port"),     parser.value("link"),
-            parser.value("scenario"), parser.isSet("exit-after-scenario"),
-            parser.value("replay"),   parser.isSet("lenient"),
-            parser.isSet("json"),     parser.isSet("trace"),
-            parser.isSet("log"),      parser.isSet("quiet")};
+    return {parser.value("port"),
+            parser.value("link"),
+            parser.value("scenario"),
+            parser.isSet("exit-after-scenario"),
+            parser.value("replay"),
+            parser.isSet("lenient"),
+            parser.isSet("force") ? Ranges::Ignored : Ranges::Kept,
+            parser.isSet("json"),
+            parser.isSet("trace"),
+            parser.isSet("log"),
+            parser.isSet("quiet")};
 }
 
 } // namespace boxsim

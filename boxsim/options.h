@@ -1,5 +1,7 @@
 #pragma once
 
+#include "words.h"
+
 #include <QStringList>
 
 namespace boxsim {
@@ -13,6 +15,7 @@ struct Options
     bool exitAfterScenario;
     QString replay; ///< the capture whose box is played, "-" for standard input; may be empty
     bool lenient;   ///< what is damaged in it is left out
+    Ranges ranges;
     bool json;
     bool trace;
     bool log;

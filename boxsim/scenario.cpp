@@ -20,7 +20,7 @@ constexpr double LongestScenarioSeconds = 86400;
 
 // Reads one line, which must not be earlier than @p earliestMs and makes that its own time. @return what is
 // wrong with it, else empty.
-QString readStep(const QString& line, int& earliestMs, Scenario::Step& step)
+QString readStep(const QString& line, Ranges ranges, int& earliestMs, Scenario::Step& step)
 {
     static const QRegularExpression blanks("\\s+");
     const QString time = line.section(blanks, 0, 0);
@@ -28,7 +28,7 @@ QString readStep(const QString& line, int& earliestMs, Scenario::Step& step)
     const double seconds = time.toDouble(&ok);
     if (!ok || !(seconds >= 0 && seconds <= LongestScenarioSeconds)) // it may be "nan"
         return QString("\"%1\": expected a time in seconds, 0 to 86400, and a statement").arg(time);
-    step = {qRound(seconds * 1000), parse(line.mid(time.size()))};
+    step = {qRound(seconds * 1000), parse(line.mid(time.size()), ranges)};
     if (step.atMs < earliestMs)
         return QString("\"%1\": expected a time not before the line above").arg(time);
     earliestMs = step.atMs;
@@ -49,7 +49,7 @@ QStringList Scenario::names()
     return ownScenarios().entryList({"*.scn"}).replaceInStrings(".scn", "");
 }
 
-Scenario Scenario::read(const QString& path)
+Scenario Scenario::read(const QString& path, Ranges ranges)
 {
     Scenario scenario;
     QFile file(path);
@@ -68,7 +68,7 @@ Scenario Scenario::read(const QString& path)
         if (line.isEmpty() || line.startsWith('#'))
             continue;
         Step step;
-        const QString error = readStep(line, earliestMs, step);
+        const QString error = readStep(line, ranges, earliestMs, step);
         if (error.isEmpty())
             scenario.steps.append(step);
         else

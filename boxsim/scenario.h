@@ -25,7 +25,7 @@ struct Scenario
 
     /// Reads the file @p path or, where there is none, the scenario of that name that boxsim brings. With an
     /// error, nothing of it should be played.
-    static Scenario read(const QString& path);
+    static Scenario read(const QString& path, Ranges ranges = Ranges::Kept);
     /// The names of those that boxsim brings.
     static QStringList names();
 };

@@ -1,9 +1,10 @@
 #include "statement.h"
 
 #include "values.h"
-#include "words.h"
 
 #include <QRegularExpression>
+
+#include <cmath>
 
 namespace boxsim {
 
@@ -39,16 +40,22 @@ bool takeChoice(const QStringList& choices, const QString& word, Arguments& out)
     return false;
 }
 
-// Takes a number of the range @p low to @p high; a point in the limits allows one in the number.
-bool takeNumber(const QString& low, const QString& high, const QString& word, Arguments& out)
+// How a word fits an element of the syntax.
+enum class Fit { None, OutOfRange, Full };
+
+// Takes a number of the range @p low to @p high; a point in the limits allows one in the number. One out of
+// the range is none where it is so large that what is made of it would be no int.
+Fit takeNumber(const QString& low, const QString& high, const QString& word, Arguments& out)
 {
+    constexpr double MostByForce = 1'000'000;
     const std::optional<int> whole = numberOf(word);
     bool ok = whole.has_value();
     const double value = low.contains('.') && !ok ? word.toDouble(&ok) : whole.value_or(0);
-    if (!ok || !(value >= low.toDouble() && value <= high.toDouble()))
-        return false;
+    const bool isInside = value >= low.toDouble() && value <= high.toDouble();
+    if (!ok || !(isInside || std::abs(value) <= MostByForce)) // it may be "nan"
+        return Fit::None;
     out.numbers.append(value);
-    return true;
+    return isInside ? Fit::Full : Fit::OutOfRange;
 }
 
 bool takeTime(const QString& word, Arguments& out)
@@ -66,19 +73,9 @@ bool takeHex(const QString& word, Arguments& out)
     return QLatin1String(bytes.toHex()).compare(word, Qt::CaseInsensitive) == 0;
 }
 
-// Takes @p word as the syntax element @p element. @return false when it does not fit.
-bool take(const QString& element, const QString& word, Arguments& out)
+// Takes @p word as an element that is no range. @return false when it does not fit.
+bool takeWord(const QString& element, const QString& word, Arguments& out)
 {
-    static const QRegularExpression range("^<([\\d.]+)\\.\\.([\\d.]+)>");
-    const QRegularExpressionMatch match = range.match(element);
-    if (match.hasMatch()) {
-        const Measured special = specialNumber(word);
-        if (special && element.split('|').contains(word)) {
-            out.numbers.append(*special);
-            return true;
-        }
-        return takeNumber(match.captured(1), match.captured(2), word, out);
-    }
     if (element == "<text>") {
         out.bytes = word.toUtf8();
         return true;
@@ -90,12 +87,27 @@ bool take(const QString& element, const QString& word, Arguments& out)
     return takeChoice(element.split('|'), word, out);
 }
 
+// Takes @p word as the syntax element @p element.
+Fit take(const QString& element, const QString& word, Arguments& out)
+{
+    static const QRegularExpression range("^<([\\d.]+)\\.\\.([\\d.]+)>");
+    const QRegularExpressionMatch match = range.match(element);
+    if (!match.hasMatch())
+        return takeWord(element, word, out) ? Fit::Full : Fit::None;
+    const Measured special = specialNumber(word);
+    if (!special || !element.split('|').contains(word))
+        return takeNumber(match.captured(1), match.captured(2), word, out);
+    out.numbers.append(*special);
+    return Fit::Full;
+}
+
 // A statement that fits the words read so far.
 struct Candidate
 {
     const Statement* statement;
     QStringList elements;
     Arguments arguments;
+    QString mistake = {}; // the first number out of its range
 
     // The element for the word @p i; empty behind the last one.
     QString element(int i) const
@@ -111,16 +123,6 @@ QVector<Candidate> allStatements()
     for (const Statement& statement : statements())
         candidates.append({&statement, statement.syntax.split(' '), {}});
     return candidates;
-}
-
-// Those of the @p candidates that the word @p i fits.
-QVector<Candidate> fitting(const QVector<Candidate>& candidates, int i, const QString& word)
-{
-    QVector<Candidate> fitting;
-    for (Candidate candidate : candidates)
-        if (take(candidate.element(i), word, candidate.arguments))
-            fitting.append(candidate);
-    return fitting;
 }
 
 // What could stand at the word @p i.
@@ -147,35 +149,79 @@ QString refusal(const QString& word, const QStringList& choices)
     return QString("\"%1\": %2").arg(word, remedy.isEmpty() ? expected(choices) : remedy);
 }
 
+// What is wrong with @p word, a number out of the range that the element @p i of the @p candidate has.
+QString outOfRange(const QString& word, const Candidate& candidate, int i)
+{
+    const QStringList choices = candidate.element(i).split('|');
+    const QString rest = candidate.elements.mid(i + 1).join(' ');
+    const QString text = QString("\"%1\": %2 %3").arg(word, expected(choices), rest).trimmed();
+    return candidate.statement->isOfCar ? text + ForceRemedy : text;
+}
+
+// Those of the @p candidates that the word @p i fits.
+QVector<Candidate> fitting(const QVector<Candidate>& candidates, int i, const QString& word, Ranges ranges)
+{
+    QVector<Candidate> fitting;
+    for (Candidate candidate : candidates) {
+        const Fit fit = take(candidate.element(i), word, candidate.arguments);
+        const bool isForced = ranges == Ranges::Ignored && candidate.statement->isOfCar;
+        if (fit == Fit::OutOfRange && !isForced && candidate.mistake.isEmpty())
+            candidate.mistake = outOfRange(word, candidate, i);
+        if (fit != Fit::None)
+            fitting.append(candidate);
+    }
+    return fitting;
+}
+
+// The statement of the first of the @p candidates, which fit all words, that has no mistake; else the mistake
+// of the first.
+Parsed chosen(const QVector<Candidate>& candidates)
+{
+    for (const Candidate& candidate : candidates) {
+        if (!candidate.mistake.isEmpty())
+            continue;
+        const auto& mistake = candidate.statement->mistake;
+        const QString error = mistake ? mistake(candidate.arguments) : QString();
+        return error.isEmpty() ? Parsed{candidate.statement, candidate.arguments, {}}
+                               : Parsed{nullptr, {}, error};
+    }
+    return {nullptr, {}, candidates.first().mistake};
+}
+
 } // namespace
 
-Parsed parse(const QString& line)
+Parsed parse(const QString& line, Ranges ranges)
 {
-    return parse(wordsOf(line));
+    if (ranges == Ranges::Kept && hasOpenQuote(line))
+        return {nullptr, {}, QString("a quote is not closed") + ForceRemedy};
+    return parse(wordsOf(line), ranges);
 }
 
 // Follows the words through the syntax of all statements at once, so that it can tell what fits at a
 // mistake.
-Parsed parse(const QStringList& words)
+Parsed parse(const QStringList& words, Ranges ranges)
 {
     QVector<Candidate> candidates = allStatements();
     for (int i = 0; i < words.size(); ++i) {
-        const QVector<Candidate> left = fitting(candidates, i, words[i]);
+        const QVector<Candidate> left = fitting(candidates, i, words[i], ranges);
         if (left.isEmpty())
             return {nullptr, {}, refusal(words[i], choices(candidates, i))};
         candidates = left;
     }
+    QVector<Candidate> complete;
     for (const Candidate& candidate : qAsConst(candidates))
         if (words.size() >= candidate.elements.size())
-            return {candidate.statement, candidate.arguments, {}};
-    return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size()))};
+            complete.append(candidate);
+    if (complete.isEmpty())
+        return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size()))};
+    return chosen(complete);
 }
 
 QStringList candidates(const QStringList& before)
 {
     QVector<Candidate> left = allStatements();
     for (int i = 0; i < before.size(); ++i)
-        left = fitting(left, i, before[i]);
+        left = fitting(left, i, before[i], Ranges::Kept);
     QStringList words;
     for (const Candidate& candidate : qAsConst(left))
         for (const QString& word : candidate.element(before.size()).split('|', Qt::SkipEmptyParts))
@@ -193,11 +239,31 @@ QString Parsed::answer(Simulation simulation) const
     return shown;
 }
 
-QString statementHelp()
+QVector<const Statement*> statementsWith(const QString& word)
+{
+    QVector<const Statement*> found;
+    for (const Statement& statement : statements())
+        if ((statement.syntax + ' ' + statement.help).contains(word, Qt::CaseInsensitive))
+            found.append(&statement);
+    return found;
+}
+
+QStringList statementWords()
+{
+    static const QRegularExpression separators("[ |]");
+    static const QRegularExpression name("^[a-z]");
+    QStringList words;
+    for (const Statement& statement : statements())
+        words += statement.syntax.split(separators).filter(name);
+    words.removeDuplicates();
+    return words;
+}
+
+QString statementHelp(const QVector<const Statement*>& statements)
 {
     QStringList lines;
-    for (const Statement& statement : statements())
-        lines.append(QString("%1\n    %2").arg(statement.syntax, statement.help));
+    for (const Statement* statement : statements)
+        lines.append(QString("%1\n    %2").arg(statement->syntax, statement->help));
     lines.append("fl, fr, rl and rr stand for front-left and so on. Quote a text that has blanks; "
                  "a quote in it is three quotes.");
     return lines.join('\n');

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "box.h"
+#include "words.h"
 
 #include <QString>
 #include <QVector>
@@ -39,7 +40,9 @@ struct Statement
     QString syntax;
     QString help;
     std::function<void(Simulation&, const Arguments&)> run;
-    bool isOfProgram = false; ///< works the program boxsim, not the box
+    bool isOfProgram = false;                                   ///< works the program boxsim, not the box
+    std::function<QString(const Arguments&)> mistake = nullptr; ///< what is wrong with words that each fit
+    bool isOfCar = false; ///< sets values of the car, which Ranges::Ignored lets out of their ranges
 };
 
 /// All statements, in the order in which help lists them.
@@ -58,14 +61,20 @@ struct Parsed
 };
 
 /// Reads one line of the scenario language, without the time that a scenario file puts in front of it.
-Parsed parse(const QString& line);
+Parsed parse(const QString& line, Ranges ranges = Ranges::Kept);
 /// Reads the words of such a line.
-Parsed parse(const QStringList& words);
+Parsed parse(const QStringList& words, Ranges ranges = Ranges::Kept);
 
 /// The words that can stand behind @p before, as far as they are known.
 QStringList candidates(const QStringList& before);
 
-/// The list of all statements with what they do.
-QString statementHelp();
+/// The statements that have @p word in their words or their help, in any case; all have the empty one.
+QVector<const Statement*> statementsWith(const QString& word);
+
+/// The words that a statement can have, but values.
+QStringList statementWords();
+
+/// What the @p statements do.
+QString statementHelp(const QVector<const Statement*>& statements);
 
 } // namespace boxsim

@@ -220,14 +220,15 @@ constexpr SpecialNumber specialNumbers[] = {{"none", Missing}, {"low", -Infinity
 
 } // namespace
 
-// A switch that is on sets all bits of its mask, and so does a number that is missing.
+// A switch that is on sets all bits of its mask, and so does a number that is missing. Of one that is out of
+// its range the frame has as many bits as it has room for.
 void ValueRow::put(const Car& car, QByteArray& payload) const
 {
     for (int choice = 0; choice < places.size(); ++choice) {
         const auto [byte, mask] = places[choice];
         const double number = access.get(car, static_cast<size_t>(choice));
         const bool isFull = std::isnan(number) || (access.isSwitch && number != 0);
-        const int code = isFull ? mask : qRound(number * scale) * (mask & -mask);
+        const int code = isFull ? mask : qRound(number * scale) * (mask & -mask) & mask;
         if (mask > 0xFF)
             payload[byte] = static_cast<char>(payload[byte] | code >> 8);
         const int low = mask > 0xFF ? byte + 1 : byte;

@@ -42,6 +42,11 @@ QStringList wordsOf(QString line)
     return words;
 }
 
+bool hasOpenQuote(QString line)
+{
+    return line.remove(R"(""")").count('"') % 2 == 1;
+}
+
 std::optional<std::chrono::milliseconds> captureTimeOf(const QString& word)
 {
     return timeOf(word.endsWith('s') ? word : word + 's');
@@ -73,11 +78,11 @@ std::optional<int> numberOf(const QString& word)
     return isNumber ? std::optional(number) : std::nullopt;
 }
 
-QString meant(const QString& word, const QStringList& words)
+QString nearest(const QString& word, const QStringList& words)
 {
     const QString lower = word.toLower();
     int least = (word.size() + 1) / 3 + 1; // more is another word
-    QString nearest;
+    QString found;
     for (const QString& other : words) {
         const bool isBegun = !word.isEmpty() && other.startsWith(word, Qt::CaseInsensitive);
         if (!isBegun && std::abs(other.size() - word.size()) >= least) // whatever it is
@@ -85,8 +90,14 @@ QString meant(const QString& word, const QStringList& words)
         const int far = isBegun ? 0 : distance(lower, other.toLower());
         if (far < least) {
             least = far;
-            nearest = other;
+            found = other;
         }
     }
-    return nearest.isEmpty() ? QString() : QString("did you mean \"%1\"?").arg(nearest);
+    return found;
+}
+
+QString meant(const QString& word, const QStringList& words)
+{
+    const QString found = nearest(word, words);
+    return found.isEmpty() ? QString() : QString("did you mean \"%1\"?").arg(found);
 }

@@ -1,5 +1,5 @@
-// What boxsim reads: a scenario, whose statements are then run. Every frame that the box sends is good unless
-// a statement asked for a fault.
+// What boxsim reads with --force: a scenario, whose statements are then run. Every frame that the box sends
+// is good unless a statement asked for a fault.
 
 #include "scenario.h"
 #include "session.h"
@@ -12,7 +12,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (!file.open() || file.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size)) < 0)
         qFatal("cannot write %s", qPrintable(file.fileName()));
     file.close();
-    const boxsim::Scenario scenario = boxsim::Scenario::read(file.fileName());
+    const boxsim::Scenario scenario = boxsim::Scenario::read(file.fileName(), Ranges::Ignored);
     boxsim::Box box;
     boxsim::Simulation simulation{box};
     int last = 0;

@@ -155,6 +155,9 @@ private slots:
     void refusals();
     void help();
     void completion();
+    void ranges();
+    void nearestWords();
+    void carModels();
     void readings();
     void topics();
     void diagnoses_data();
@@ -301,7 +304,8 @@ void BenchTest::help()
             QCOMPARE(mistakesIn({"file", name.toUtf8() + " 1 1 1 1 1", {}}, {true, true}), refusal);
         if (name == "box") // knows the box's statements
             continue;
-        const QString choices = linesOf("refused.txt").filter(name + " fly ").value(0).section("known: ", 1);
+        static const QRegularExpression known("known: |BAND is ");
+        const QString choices = linesOf("refused.txt").filter(name + " fly ").value(0).section(known, 1);
         QVERIFY(answer.section("known: ", 1).startsWith(choices));
         QCOMPARE(answer.contains("known: "), !choices.isEmpty());
     }
@@ -329,6 +333,117 @@ void BenchTest::completion()
     QVERIFY(offered > lines.size());
     QVERIFY(candidates({"state"}).contains("--changed") &&
             candidates({"expect", "no", "state", "doors"}).contains("for"));
+}
+
+// Each command takes the ends of the ranges that help tells, and refuses what lies beyond but by force.
+void BenchTest::ranges()
+{
+    static const QRegularExpression range("^    ([A-Z]+): (-?\\d+) to (-?\\d+)");
+    Desk desk;
+    desk.carryOut("help");
+    QStringList usage;
+    int count = 0;
+    for (const QString& line : desk.lines.value(0).split('\n')) {
+        if (!line.startsWith(' '))
+            usage = line.split(' ');
+        const auto match = range.match(line);
+        if (!match.hasMatch())
+            continue;
+        ++count;
+        const auto mistakes = [&](int number, Ranges ranges) {
+            QStringList words = usage.filter(QRegularExpression("^[^[]"))
+                                    .replaceInStrings(QRegularExpression(".*[A-Z].*"), "1");
+            words[usage.indexOf(match.captured(1))] = QString::number(number);
+            return mistakesIn({"file", words.join(' ').toUtf8(), {}}, {true, true, ranges});
+        };
+        const QString text =
+            QString("%1 is %2 to %3").arg(match.captured(1), match.captured(2), match.captured(3));
+        const int lowest = match.captured(2).toInt();
+        const int highest = match.captured(3).toInt();
+        for (int end : {lowest, highest})
+            QCOMPARE(mistakes(end, Ranges::Kept), QStringList());
+        for (int beyond : {lowest - 1, highest + 1}) {
+            QVERIFY2(mistakes(beyond, Ranges::Kept).value(0).startsWith("file:1: " + text), qPrintable(line));
+            QCOMPARE(mistakes(beyond, Ranges::Ignored), QStringList());
+        }
+    }
+    QCOMPARE(count, 7);
+    execute(
+        {desk.car, desk.looked, desk.bench.link(), desk.report, desk.bench.script, nullptr, Ranges::Ignored},
+        "position -1");
+    QCOMPARE(desk.car.calls, QStringList("setCanDrivingPosition(-1)"));
+}
+
+// With one letter changed, the nearest word is the one that was meant, or another that is as near.
+void BenchTest::nearestWords()
+{
+    const auto isAsNear = [](const QString& word, const QString& other) {
+        int same = 0;
+        while (same < std::min(word.size(), other.size()) && word[same] == other[same])
+            ++same;
+        const QString restOfWord = word.mid(same);
+        const QString rest = other.mid(same);
+        return restOfWord.isEmpty() || restOfWord.mid(1) == rest.mid(1) || restOfWord.mid(1) == rest ||
+               restOfWord == rest.mid(1) ||
+               (restOfWord.size() > 1 && rest == QString(restOfWord[1]) + restOfWord[0] + restOfWord.mid(2));
+    };
+    QStringList readings;
+    for (const Reading& reading : CarState::blanks({}))
+        readings.append(reading.name);
+    const QStringList refused = linesOf("refused.txt");
+    const auto known = [&refused](const QString& line) {
+        return refused.filter(QRegularExpression('^' + line)).value(0).section("known: ", 1).split(", ");
+    };
+    for (const QStringList& names : {known("fly"), known("ac fly"), known("request fly"), CarState::topics(),
+                                     readings, expectableNames(), boxsim::statementWords()}) {
+        QVERIFY(names.size() > 5);
+        for (const QString& name : names) {
+            for (int i = 0; i < name.size() && name.size() > 1; ++i) {
+                const QString wrong = QString(name).replace(i, 1, "#");
+                const QString found = nearest(wrong, names);
+                QVERIFY2(found == name || (!found.isEmpty() && isAsNear(wrong, found)), qPrintable(wrong));
+            }
+        }
+    }
+}
+
+// The names are those that the loaded plug-in declares, and what is told of each id is how the plug-in works.
+void BenchTest::carModels()
+{
+    RecordingHost& host = RecordingHost::instance();
+    CanServiceBase& service = host.restart();
+    const CarModels models(*service.metaObject());
+    QCOMPARE(models.names().size(), 80);
+    QCOMPARE(models.names()[15], QString("Camry_2012_Portrait"));
+    QCOMPARE(models.names()[16], QString("HC_Camry_2012_2017"));
+    QCOMPARE(models.names()[145], QString("RAV4_Taiwan__2019"));
+    QCOMPARE(models.idOf("camry_2012_PORTRAIT"), std::optional(15));
+    QCOMPARE(models.idOf("HC_RAV_Taiwan__2019"), std::optional(145));
+    QCOMPARE(models.idOf("Camry"), std::nullopt);
+    QCOMPARE(models.describe(20), QString("20 (no name; landscape)"));
+    QCOMPARE(models.find("harrier"), QList<int>{62});
+    QCOMPARE(models.find("145"), QList<int>{145});
+    for (const QString& line : models.table(models.find({})))
+        QVERIFY2(line.size() <= 80, qPrintable(line));
+    QString type; // of the last frame
+    host.onWrite = [&type](const QByteArray& bytes) { type = bytes.mid(1, 1).toHex(); };
+    const auto end = qScopeGuard([&host] { host.onWrite = nullptr; });
+    for (host.carModel = 0; host.carModel < 200; ++host.carModel) {
+        type.clear();
+        service.sendAcKey(0, 1);
+        const QString climate = type == "e0" ? "vertical" : type == "c7" ? "landscape" : "none";
+        host.receiveFrame(0x58, hex("33 00 33 00 00"));
+        const QString seats = service.getAcFrontLeftHeat() != 2   ? "fixed"
+                              : service.getLeftVentilation() == 2 ? "levels"
+                                                                  : "heating";
+        host.receiveFrame(0x28, hex("00 00 00 00 00 00 00 00 00 01"));
+        const int before = service.getAcWindMode();
+        host.receiveFrame(0x28, hex("00 00 00 00 00 00 00 00 00 02"));
+        const QString wind = service.getAcWindMode() == before ? "byte 1" : "byte 9";
+        const CarModels::Effects told = CarModels::effectsOf(host.carModel);
+        QCOMPARE(QStringList({told.climate, told.seats, told.wind}), QStringList({climate, seats, wind}));
+    }
+    host.carModel = 20;
 }
 
 // Each reading moves with the operations that it stands for in the table, as a value of their type, and with

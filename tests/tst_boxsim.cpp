@@ -122,15 +122,14 @@ private slots:
             if (range.size() < 2)
                 return choice == "<text>" ? QString("\"%1 \"\"\" b\"").arg(random.generate()) : choice;
             const int low = static_cast<int>(2 * range[0].toDouble());
-            const int high =
-                static_cast<int>(2 * std::min(range[1].toDouble(), range[1] == "2540.0" ? 25 : 9999.0));
+            const int high = static_cast<int>(2 * std::min(range[1].toDouble(), 9999.0));
             const int halves = random.bounded(low, high + 1);
             return range[0].contains('.') ? QString::number(halves / 2.0) : QString::number(halves / 2);
         };
         for (int round = 0; round < 10; ++round) {
             RecordedBox box;
             QStringList before = box.state();
-            for (int i = 0; i < valueRows().size() + 3; ++i) {
+            for (int i = 0; i < valueRows().size() + 5; ++i) {
                 QStringList words;
                 for (const QString& element : statements()[i].syntax.split(' '))
                     words.append(word(element));
@@ -191,10 +190,12 @@ private slots:
     {
         const QString all =
             "climate fan 0, climate fan 0x07, trip a 6553.4, climate left 15, CAMERA 1, fuel unit 255, "
-            "split 255, drop 65535, noise fF 00, key bt 0 hold 0s, DOOR fl Open, tyre rr 2540 bar| "
+            "split 255, drop 65535, noise fF 00, key bt 0 hold 0s, DOOR fl Open, tyre rr 25.4 bar, tyre rr "
+            "254 psi, tyre rr 635 kPa| "
             "climate fan -1, climate fan 8, climate fan 1.0, climate fan 07x, trip a 6553.5, trip b low, "
-            "climate left 14.9, climate left 32.1, climate left nan, split 0, drop 65536, noise fF 0, "
-            "climate profile 4, camera 2, noise, key bt 256 press, key bt 1 hold 1, door, tyre rr 2540.1 "
+            "tyre rr 255 psi, tyre rr 635.1 kPa, climate left 14.9, climate left 32.1, climate left nan, "
+            "split 0, drop 65536, noise fF 0, "
+            "climate profile 4, camera 2, noise, key bt 256 press, key bt 1 hold 1, door, tyre rr 25.5 "
             "bar, version, send 0x31";
         for (const QString& line : all.section('|', 0, 0).split(", "))
             QVERIFY2(parse(line).statement, qPrintable(line));
@@ -202,9 +203,52 @@ private slots:
             QVERIFY2(!parse(line).statement, qPrintable(line));
         RecordedBox box;
         QVERIFY(box.after("version " + QString(256, 'x')).startsWith("2E 30 FF 78"));
-        box.after("tyre fl 2540 bar");
-        QVERIFY(box.state().contains("tyre front-left 25.4 bar"));
+        box.after("tyre fl 254 psi; tyre unit kPa");
+        QVERIFY(box.state().contains("tyre front-left 635 kPa"));
         QCOMPARE(parse("fly").error.section("expected ", 1).split(", ").removeDuplicates(), 0);
+    }
+
+    // Each range takes its ends and refuses what lies beyond; force lets that through where it is of the car.
+    void ranges()
+    {
+        static const QRegularExpression range("^<([\\d.]+)\\.\\.([\\d.]+)>");
+        static const QMap<QString, QString> samples{{"<time>", "1s"}, {"<text>", "x"}, {"<hex>...", "00"}};
+        int count = 0;
+        for (const Statement& statement : statements()) {
+            QStringList words;
+            for (const QString& element : statement.syntax.split(' '))
+                words.append(samples.value(element, element.section('|', 0, 0)));
+            const int at = words.indexOf(range);
+            if (at < 0)
+                continue;
+            ++count;
+            const auto match = range.match(words[at]);
+            const double step = words[at].contains(".0") ? 0.1 : 1;
+            const double low = match.captured(1).toDouble();
+            const double high = match.captured(2).toDouble();
+            const auto parsed = [&](double number, Ranges ranges) {
+                words[at] = QString::number(number, 'g', 12);
+                return parse(words.join(' '), ranges).statement;
+            };
+            for (double end : {low, high})
+                QVERIFY2(parsed(end, Ranges::Kept) == &statement, qPrintable(words.join(' ')));
+            for (double beyond : {low - step, high + step}) {
+                QVERIFY2(!parsed(beyond, Ranges::Kept), qPrintable(words.join(' ')));
+                QCOMPARE(parsed(beyond, Ranges::Ignored) == &statement, statement.isOfCar);
+            }
+        }
+        QVERIFY(count > 30);
+    }
+
+    // By force a value fills its own bits of the frame, and a pressure is bounded.
+    void forced()
+    {
+        RecordedBox box;
+        for (const char* line : {"climate fan 9", "fuel unit -1", "tyre fl 999 bar", "version \"A B"})
+            parse(line, Ranges::Ignored).run(box.simulation);
+        QCOMPARE(box.sent, QStringList({"2E 28 0A 00 01 09 09 00 00 00 0D 00 00 AD", "2E 22 03 FF 00 48 93",
+                                        "2E 23 0B FF 00 44 00 47 00 41 00 4A 00 45 77",
+                                        "2E 25 06 84 FE 17 18 18 00 0B", "2E 30 03 41 20 42 29"}));
     }
 
     void climateKey_data() { addRows("keys.txt"); }
@@ -276,7 +320,7 @@ private slots:
         const QStringList expected{":3: \"x\": expected a time in seconds, 0 to 86400, and a statement",
                                    ":4: \"0.5\": expected a time not before the line above",
                                    ":5: \"ajar\": expected closed, open",
-                                   ":6: \"8\": expected <0..7>",
+                                   ":6: \"8\": expected <0..7>; --force takes it all the same",
                                    ":7: the line ends too early: expected bar, psi, kPa",
                                    ":8: \"nan\": expected a time in seconds, 0 to 86400, and a statement",
                                    ":9: \"1.5\": expected a time not before the line above",

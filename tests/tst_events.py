@@ -166,6 +166,7 @@ def main():
         given_up = canbench("--port", f"{folder}/none", "--car-model", "153", "--wait", "--give-up", "1")
         given_up.type("wait 100s")
         play_inside(folder)
+        canbench("--car-model", "list").rest(0)
         play_capture(folder)
         play_both(folder)
         given_up.rest(4)

@@ -218,6 +218,7 @@ void ReplayTest::checks_data()
     row("rx 0240\n", "rx 0240\n(0.223) tx FF\n", "(0.223000) not sent: FF  acknowledge");
     row("(1.800000) tx 2E8302240155\n", "(1.8) rx FF\n(2.8) tx 2E8302240155\n(2.8) rx FF\n#", "");
     row("do unit 0\n", "rx FF\n", "(1.800000) not sent: 2E 83 02 24 01 55  fuel unit: 0x01");
+    row("do unit 0", "do unit 9", "(1.800000) not sent: 2E 83 02 24 01 55  fuel unit: 0x01");
 }
 
 // A capture in which the head unit sent something else than it sends.
