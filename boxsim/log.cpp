@@ -60,6 +60,20 @@ void Log::bytes(const QString& direction, const QByteArray& bytes, const QString
          (isAnswer || told.isEmpty() ? "" : "  " + told));
 }
 
+void Log::statement(const QString& text)
+{
+    if (m_json)
+        return print({{"statement", text}});
+    note("statement: " + text);
+}
+
+void Log::fault(const Hit& hit)
+{
+    if (m_json)
+        return print(hit.keys());
+    note(hit.text());
+}
+
 void Log::answer(const QString& statement, int line, const QString& shown, const QString& error)
 {
     if (m_json) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "faults.h"
 #include "jsonlines.h"
 #include "process.h"
 #include "text.h"
@@ -23,6 +24,10 @@ public:
     void error(const QString& text);
     /// Bytes of the line in @p direction, "rx" or "tx" as the box sees it, with what they mean to the box.
     void bytes(const QString& direction, const QByteArray& bytes, const QString& meaning);
+    /// A statement is run.
+    void statement(const QString& text);
+    /// A fault has hit something.
+    void fault(const Hit& hit);
     /// The typed @p statement of the input's @p line was run and shows @p shown; or there is no such one, and
     /// @p error tells why.
     void answer(const QString& statement, int line, const QString& shown, const QString& error);

@@ -61,7 +61,26 @@ struct Options
     QString replay;
     bool lenient;
     bool json;
+    QVector<Parsed> faults; ///< the seed, and what is on from the start
 };
+
+// What --seed and --fault say, or what is wrong with them.
+QString readFaults(const QCommandLineParser& parser, QVector<Parsed>& faults)
+{
+    const quint32 drawn = QRandomGenerator::global()->bounded(1U << 31);
+    const QString seed = parser.isSet("seed") ? parser.value("seed") : QString::number(drawn);
+    faults.append(parse("seed " + seed));
+    QString error = faults[0].error.isEmpty() ? QString() : "--seed: " + faults[0].error;
+    for (const QString& fault : parser.values("fault")) {
+        faults.append(parse(fault));
+        const Parsed& parsed = faults.constLast();
+        if (!parsed.statement)
+            error = "--fault: " + parsed.error;
+        else if (!parsed.statement->isFault)
+            error = QString("--fault: \"%1\" is no fault that stays").arg(fault);
+    }
+    return error;
+}
 
 Options readOptions()
 {
@@ -76,6 +95,8 @@ Options readOptions()
         {"exit-after-scenario", "End when the scenario has been played and every held key is released."},
         {"replay", "Play the box's half of the capture <file>, and end; - is stdin.", "file"},
         {"lenient", "Leave out the damaged lines of the capture instead of ending at the first."},
+        {"fault", "Begin with a fault, as \"loss 1%\"; may be given more than once.", "fault"},
+        {"seed", "Draw the faults' chances from <number>: the same run again.", "number"},
         {"json", "Write one JSON object a line, log and answers too, all on stdout."},
     });
     const bool understood = parser.parse(QCoreApplication::arguments());
@@ -86,8 +107,8 @@ Options readOptions()
     Options options{parser.value("port"),     parser.value("link"),
                     parser.value("scenario"), parser.isSet("exit-after-scenario"),
                     parser.value("replay"),   parser.isSet("lenient"),
-                    parser.isSet("json")};
-    QString error = understood ? QString() : parser.errorText();
+                    parser.isSet("json"),     {}};
+    QString error = understood ? readFaults(parser, options.faults) : parser.errorText();
     if (!parser.positionalArguments().isEmpty())
         error = QString("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst());
     else if (!options.device.isEmpty() && !options.link.isEmpty())
@@ -96,6 +117,8 @@ Options readOptions()
         error = "--exit-after-scenario needs --scenario.";
     else if (!options.replay.isEmpty() && !options.scenario.isEmpty())
         error = "--replay and --scenario exclude each other.";
+    else if (!options.replay.isEmpty() && parser.isSet("fault"))
+        error = "--replay and --fault exclude each other.";
     else if (options.lenient && options.replay.isEmpty())
         error = "--lenient needs --replay.";
     for (const char* name : {"port", "link", "scenario", "replay"})
@@ -158,6 +181,7 @@ void connectLog(const Line& line, const Box& box, Log& log)
                      [&log](const auto& bytes, const auto& meaning) { log.bytes("rx", bytes, meaning); });
     QObject::connect(&line, &Line::noted, &box, note);
     QObject::connect(&box, &Box::noted, &box, note);
+    QObject::connect(&box, &Box::hit, &box, [&log](const Hit& hit) { log.fault(hit); });
     QObject::connect(&box, &Box::asked, &box, [&log](const QString& what) { log.show(what); });
 }
 
@@ -165,7 +189,6 @@ void connectLog(const Line& line, const Box& box, Log& log)
 void connectBox(Line& line, Box& box, Player& player, bool exitAfterScenario)
 {
     QObject::connect(&box, &Box::chunkReady, &line, &Line::write);
-    QObject::connect(&box, &Box::announced, &player, &Player::resume);
     if (exitAfterScenario)
         QObject::connect(&player, &Player::finished, &box,
                          [&box] { QTimer::singleShot(box.keysHeldFor(), &box, endSoon); });
@@ -236,8 +259,8 @@ int main(int argc, char* argv[])
     Box box;
     Simulation simulation{box, [&](const QString& text) { log.show(text); }, [&] { line.hangUp(); }};
     Player player(simulation, scenario);
-    simulation.awaitStart = [&] { player.hold(); };
     simulation.quit = endSoon;
+    simulation.log = [&](const QString& statement) { log.statement(statement); };
     connectLog(line, box, log);
     connectLine(line, box, log);
     std::optional<RecordedBox> recorded;
@@ -252,6 +275,8 @@ int main(int argc, char* argv[])
         return NoLine;
     }
     log.ready(line.path());
+    for (const Parsed& statement : options.faults)
+        statement.run(simulation);
 
     const bool serves = !options.link.isEmpty() || !options.device.isEmpty() || !options.scenario.isEmpty() ||
                         !options.replay.isEmpty();

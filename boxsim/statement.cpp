@@ -1,5 +1,6 @@
 #include "statement.h"
 
+#include "headunit.h"
 #include "values.h"
 #include "words.h"
 
@@ -19,12 +20,24 @@ struct Abbreviation
 constexpr Abbreviation abbreviations[] = {
     {"fl", "front-left"}, {"fr", "front-right"}, {"rl", "rear-left"}, {"rr", "rear-right"}};
 
+// The word for the frame whose type @p hex tells.
+QString wordOfFrame(const QString& hex)
+{
+    const int type = hex.toInt(nullptr, 16);
+    if (frameTypes().contains(type))
+        return frameWord(type);
+    for (const HeadUnitFrame& frame : headUnitFrames())
+        if (frame.type == type)
+            return frame.word;
+    return hex;
+}
+
 QString fullWord(const QString& word)
 {
     for (const Abbreviation& row : abbreviations)
         if (word == row.word)
             return row.full;
-    return word;
+    return word.startsWith("0x") ? wordOfFrame(word) : word;
 }
 
 bool takeChoice(const QStringList& choices, const QString& word, Arguments& out)
@@ -59,6 +72,26 @@ bool takeTime(const QString& word, Arguments& out)
     return time.has_value();
 }
 
+bool takePeriod(const QString& word, Arguments& out)
+{
+    return takeTime(word, out) && out.numbers.last() >= 1;
+}
+
+bool takeTimes(const QString& word, Arguments& out)
+{
+    const std::optional<QVector<double>> times = timesOf(word);
+    out.numbers += times.value_or(QVector<double>());
+    return times.has_value();
+}
+
+bool takeChance(const QString& word, Arguments& out)
+{
+    const std::optional<double> chance = chanceOf(word);
+    if (chance)
+        out.numbers.append(*chance);
+    return chance.has_value();
+}
+
 bool takeHex(const QString& word, Arguments& out)
 {
     const QByteArray bytes = QByteArray::fromHex(word.toLatin1());
@@ -85,6 +118,12 @@ bool take(const QString& element, const QString& word, Arguments& out)
     }
     if (element == "<time>")
         return takeTime(word, out);
+    if (element == "<period>")
+        return takePeriod(word, out);
+    if (element == "<times>")
+        return takeTimes(word, out);
+    if (element == "<chance>")
+        return takeChance(word, out);
     if (element == "<hex>...")
         return takeHex(word, out);
     return takeChoice(element.split('|'), word, out);
@@ -129,11 +168,21 @@ QString refusal(const QString& word, const QStringList& choices)
     return QString("\"%1\": %2").arg(word, remedy.isEmpty() ? expected(choices) : remedy);
 }
 
+// @p parsed or, where its arguments do not go together, why.
+Parsed checked(const Parsed& parsed)
+{
+    const auto& mistake = parsed.statement->mistake;
+    const QString error = mistake ? mistake(parsed.arguments) : QString();
+    return error.isEmpty() ? parsed : Parsed{nullptr, {}, error, {}};
+}
+
 } // namespace
 
 Parsed parse(const QString& line)
 {
-    return parse(wordsOf(line));
+    Parsed parsed = parse(wordsOf(line));
+    parsed.line = line.trimmed();
+    return parsed;
 }
 
 // Follows the words through the syntax of all statements at once, so that it can tell what fits at a
@@ -149,13 +198,19 @@ Parsed parse(const QStringList& words)
             if (take(candidate.element(i), words[i], candidate.arguments))
                 fitting.append(candidate);
         if (fitting.isEmpty())
-            return {nullptr, {}, refusal(words[i], choices(candidates, i))};
+            return {nullptr, {}, refusal(words[i], choices(candidates, i)), {}};
         candidates = fitting;
     }
     for (const Candidate& candidate : qAsConst(candidates))
         if (words.size() >= candidate.elements.size())
-            return {candidate.statement, candidate.arguments, {}};
-    return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size()))};
+            return checked({candidate.statement, candidate.arguments, {}, {}});
+    return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size())), {}};
+}
+
+void Parsed::run(Simulation& simulation) const
+{
+    simulation.log(line);
+    statement->run(simulation, arguments);
 }
 
 QString Parsed::answer(Simulation simulation) const
@@ -171,7 +226,8 @@ QString statementHelp()
     QStringList lines;
     for (const Statement& statement : statements())
         lines.append(QString("%1\n    %2").arg(statement.syntax, statement.help));
-    lines.append("fl, fr, rl and rr stand for front-left and so on. Quote a text that has blanks; "
+    lines.append("fl, fr, rl and rr stand for front-left and so on, a type in hex as 0x28 for a frame. Quote "
+                 "a text that has blanks; "
                  "a quote in it is three quotes.");
     return lines.join('\n');
 }

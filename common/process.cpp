@@ -1,5 +1,9 @@
 #include "process.h"
 
+#include <QCoreApplication>
+#include <QDir>
+
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -19,18 +23,33 @@ const std::initializer_list<int> endSignals{SIGINT, SIGTERM, SIGHUP};
 
 int takeOverSignals(std::initializer_list<int> numbers)
 {
-    sigset_t signals;
-    sigemptyset(&signals);
+    sigset_t set;
+    sigemptyset(&set);
     for (int number : numbers)
-        sigaddset(&signals, number);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return signalfd(-1, &signals, SFD_CLOEXEC);
+        sigaddset(&set, number);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    return signalfd(-1, &set, SFD_CLOEXEC);
 }
 
 void takeSignal(int descriptor)
 {
     signalfd_siginfo signal{};
     static_cast<void>(read(descriptor, &signal, sizeof signal) < 0);
+}
+
+QStringList processesWith(const std::function<bool(const QFileInfo& file)>& isMeant)
+{
+    QStringList names;
+    const QDir processes("/proc");
+    for (const QString& process : processes.entryList({"[1-9]*"}, QDir::Dirs)) {
+        const QFileInfoList files =
+            QDir(processes.filePath(process + "/fd")).entryInfoList(QDir::Files | QDir::System);
+        QFile name(processes.filePath(process + "/comm"));
+        if (process.toLongLong() != QCoreApplication::applicationPid() &&
+            std::any_of(files.begin(), files.end(), isMeant) && name.open(QIODevice::ReadOnly))
+            names.append(QString("%1 (process %2)").arg(QString(name.readAll()).trimmed(), process));
+    }
+    return names;
 }
 
 bool printLine(FILE* stream, const QString& line)

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QString>
+#include <QFileInfo>
+#include <QStringList>
 
 #include <cstdio>
 #include <functional>
@@ -19,6 +20,10 @@ int takeOverSignals(std::initializer_list<int> numbers);
 
 /// Takes the signal that has made @p descriptor readable.
 void takeSignal(int descriptor);
+
+/// The other processes with an open file of which @p isMeant holds, of those that one may look at, as in
+/// "boxsim (process 12)". The file is handed over as its entry in /proc/PID/fd.
+QStringList processesWith(const std::function<bool(const QFileInfo& file)>& isMeant);
 
 /// Writes @p line and a line's end on @p stream, at once. @return whether that succeeded; errno tells why
 /// not.

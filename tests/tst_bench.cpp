@@ -32,8 +32,6 @@ QStringList play(const QString& scenario)
 {
     Joined joined;
     boxsim::Player player(joined.simulation, boxsim::Scenario::read(scenario));
-    joined.simulation.awaitStart = [&] { player.hold(); };
-    QObject::connect(&joined.box, &boxsim::Box::announced, &player, &boxsim::Player::resume);
     bool isOver = false;
     QObject::connect(&player, &boxsim::Player::finished, [&isOver] { isOver = true; });
     if (!joined.bench().capture.open({driveCapture(), "every signal", true, hostSetup().carModelId}, now()))

@@ -10,6 +10,8 @@
 #include <QTemporaryFile>
 #include <QtTest>
 
+#include <algorithm>
+#include <cmath>
 #include <numeric>
 
 #include <unistd.h>
@@ -50,6 +52,8 @@ struct RecordedBox : Box
         });
         connect(this, &Box::unitReceived, this, [this](const auto&, const auto& text) { told.append(text); });
         connect(this, &Box::noted, this, [this](const auto& text) { told.append(text); });
+        connect(this, &Box::hit, this,
+                [this](const Hit& hit) { told.append(hit.fault + ": " + hit.meaning + ", " + hit.effect); });
         connect(this, &Box::asked, this, [this](const auto& text) {
             QCOMPARE(told.constLast(), text);
             told.last() += '!';
@@ -83,14 +87,8 @@ struct RecordedBox : Box
         return sent.join(' ');
     }
 
-    // What "state" shows.
-    QStringList state()
-    {
-        QString shown;
-        Simulation asked{*this, [&shown](const QString& text) { shown = text; }};
-        parse("state").run(asked);
-        return shown.split('\n');
-    }
+    QStringList answerTo(const QString& line) { return parse(line).answer(simulation).split('\n'); }
+    QStringList state() { return answerTo("state"); }
 
     Simulation simulation{*this};
 };
@@ -154,6 +152,121 @@ private slots:
             for (int type : frameTypes())
                 QCOMPARE(other.car.payload(type), box.car.payload(type));
         }
+    }
+
+    // Each fault stands in "faults" as it was typed, is replaced by another of its kind, and can be ended by
+    // itself and with all.
+    void faultsAreListedAsTheyWereTyped()
+    {
+        const QStringList kinds{"loss 1%, loss 0.5%",
+                                "duplicate 100%",
+                                "corrupt 0%",
+                                "flip 0.1%",
+                                "delay 50ms..200ms, delay 7ms",
+                                "baud 9600, baud 300",
+                                "no-ack on",
+                                "ack-delay 100ms",
+                                "flood",
+                                "stall 2000ms every 10000ms",
+                                "mute climate"};
+        QCOMPARE(kinds.size(), faultRows().size());
+        RecordedBox box;
+        const QStringList none{"no fault is on"};
+        QCOMPARE(box.answerTo("faults"), none);
+        QStringList on;
+        for (const QString& kind : kinds) {
+            for (const QString& statement : kind.split(", ")) {
+                QVERIFY2(parse(statement).statement && parse(statement).statement->isFault,
+                         qPrintable(statement));
+                parse(statement).run(box.simulation);
+            }
+            on.append(kind.section(", ", -1));
+            QCOMPARE(box.answerTo("faults"), on);
+        }
+        parse("mute seats").run(box.simulation);
+        QCOMPARE(box.answerTo("faults"), on + QStringList("mute seats"));
+        for (const QString& statement : on) {
+            parse(statement.section(' ', 0, 0) + " off").run(box.simulation);
+            QVERIFY(!box.answerTo("faults").contains(statement));
+        }
+        QCOMPARE(box.answerTo("faults"), none);
+        const QStringList all = {"silent",  "reject",      "corrupt", "truncate 2",
+                                 "split 3", "noise 00 2E", "drop 4",  "loss 25%"};
+        for (const QString& statement : all)
+            parse(statement).run(box.simulation);
+        QCOMPARE(box.answerTo("faults"), all);
+        parse("faults off").run(box.simulation);
+        QCOMPARE(box.answerTo("faults"), none);
+    }
+
+    void chances_data()
+    {
+        QTest::addColumn<double>("expected"); // hits of 10000 frames of 6 bytes
+        QTest::newRow("loss 10%") << 1000.0;
+        QTest::newRow("duplicate 1/2") << 5000.0;
+        QTest::newRow("corrupt 0.5%") << 50.0;
+        QTest::newRow("flip 1/1000") << 10000 * (1 - std::pow(0.999, 48));
+        QTest::newRow("loss 0%") << 0.0;
+    }
+    // A fault hits as often as its chance tells, the same way with the same seed only.
+    void chances()
+    {
+        QFETCH(double, expected);
+        const auto run = [](int seed) {
+            RecordedBox box;
+            parse(QString("seed %1").arg(seed)).run(box.simulation);
+            parse(QTest::currentDataTag()).run(box.simulation);
+            for (int i = 0; i < 10000; ++i)
+                box.send(FrameType::SystemInfo);
+            return std::pair(box.sent, box.told);
+        };
+        const auto first = run(7);
+        QVERIFY2(std::abs(first.second.size() - expected) <= 5 * std::sqrt(expected),
+                 qPrintable(QString::number(first.second.size())));
+        QCOMPARE(run(7), first);
+        QCOMPARE(run(8) == first, expected == 0);
+    }
+
+    // Frames that are held back stay in their order, each within its time.
+    void delayKeepsTheOrder()
+    {
+        RecordedBox box;
+        QVector<qint64> late;
+        int number = 0;
+        connect(&box, &Box::chunkReady, &box, [&](const QByteArray& bytes) {
+            QCOMPARE(static_cast<quint8>(bytes[3]), static_cast<quint8>(number));
+            late.append(VirtualClock::instance().now() - 30 * number++);
+        });
+        const qint64 begin = VirtualClock::instance().now();
+        parse("delay 50ms..200ms").run(box.simulation);
+        for (int i = 0; i < 200; ++i) {
+            parse(QString("key swc %1 press").arg(i)).run(box.simulation);
+            VirtualClock::instance().advance(30);
+        }
+        VirtualClock::instance().advance(200);
+        QCOMPARE(late.size(), 200);
+        const auto [least, most] = std::minmax_element(late.begin(), late.end());
+        QVERIFY(*least >= begin + 50 && *least < begin + 60);
+        QVERIFY(*most <= begin + 200 && *most > begin + 190);
+    }
+
+    // A flood takes up the line, with every frame; answers go between.
+    void floodFillsTheLine()
+    {
+        RecordedBox box;
+        int bytes = 0;
+        connect(&box, &Box::chunkReady, &box, [&](const QByteArray& chunk) { bytes += chunk.size(); });
+        parse("flood").run(box.simulation);
+        for (int second = 1; second <= 10; ++second) {
+            box.after("<90 32 FF");
+            QVERIFY2(std::abs(bytes - 3840 * second) < 50, qPrintable(QString::number(bytes)));
+        }
+        for (int type : frameTypes())
+            QVERIFY(!box.sent.filter(encode({type, *box.car.payload(type)}).toHex(' ').toUpper()).isEmpty());
+        parse("flood off").run(box.simulation);
+        const int before = bytes;
+        VirtualClock::instance().advance(1000);
+        QCOMPARE(bytes, before);
     }
 
     void words_data() { addRows("words.txt"); }
@@ -225,8 +338,6 @@ private slots:
         file.flush();
         RecordedBox box;
         Player player(box.simulation, Scenario::read(file.fileName()));
-        box.simulation.awaitStart = [&player] { player.hold(); };
-        connect(&box, &Box::announced, &player, &Player::resume);
         qint64 held = 0;
         connect(&player, &Player::finished, [&] { held = box.keysHeldFor().count(); });
         static const QRegularExpression answer("2E 30.*D9 ");
@@ -234,9 +345,9 @@ private slots:
         VirtualClock::instance().advance(5000);
         box.receiveFrame("\x81\x01");
         VirtualClock::instance().advance(100);
-        player.hold();
+        parse("await start").run(box.simulation);
         VirtualClock::instance().advance(5000);
-        player.resume();
+        emit box.announced();
         VirtualClock::instance().advance(5000);
         QCOMPARE(box.sent.join(' ').remove(answer), // the answer to the announcement
                  QString("2E 32 02 04 00 C7 +5000 FF +5300 2E 32 02 00 00 CB +100 2E 20 02 05 01 D7 +300 "
