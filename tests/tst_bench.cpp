@@ -27,21 +27,27 @@ QString driveCapture()
     return QCoreApplication::applicationDirPath() + "/drive.capture";
 }
 
-// Plays the scenario to its end, with a capture beside. Returns what both ends show.
-QStringList play(const QString& scenario)
+// Plays the scenario to its end.
+void play(Joined& joined, const QString& scenario)
 {
-    Joined joined;
     boxsim::Player player(joined.simulation, boxsim::Scenario::read(scenario));
     bool isOver = false;
     QObject::connect(&player, &boxsim::Player::finished, [&isOver] { isOver = true; });
-    if (!joined.bench().capture.open({driveCapture(), "every signal", true, hostSetup().carModelId}, now()))
-        qFatal("cannot write the capture");
     player.start();
     VirtualClock::instance().advance(0); // to the scenario's await
     RecordingHost::instance().service().start();
     while (!isOver)
         VirtualClock::instance().advance(100);
     VirtualClock::instance().advance(100); // for the last frame
+}
+
+// The same, with a capture beside. Returns what both ends show.
+QStringList play(const QString& scenario)
+{
+    Joined joined;
+    if (!joined.bench().capture.open({driveCapture(), "every signal", true, hostSetup().carModelId}, now()))
+        qFatal("cannot write the capture");
+    play(joined, scenario);
     return joined.lines;
 }
 
@@ -163,6 +169,8 @@ private slots:
     void scripts_data();
     void scripts();
     void boxIsLostAndReturns();
+    void faults_data();
+    void faults();
 };
 
 // The drive is the same from run to run and makes the plug-in emit every signal.
@@ -330,7 +338,7 @@ void BenchTest::readings()
     for (const QString& line : linesOf("readings.txt"))
         for (const QString& reading : line.simplified().split(' ').mid(1))
             expected.append(line.section(' ', 0, 0) + ' ' + reading);
-    QCOMPARE(seen, expected);
+    QCOMPARE(seen.join(" | "), expected.join(" | "));
 }
 
 // A signal shows what has changed of its topics, and nothing else; where it has none, its values.
@@ -575,6 +583,47 @@ void BenchTest::boxIsLostAndReturns()
     QVERIFY(shows("notifyCanbusStatus status=0"));
     joined.tell("answering");
     QVERIFY(shows("doorChanged doorStatus=0, leftFrontDoorOpen=false"));
+}
+
+// The table of docs/boxsim.md, a row for each scenario of a fault, without its last column.
+void BenchTest::faults_data()
+{
+    QTest::addColumn<QStringList>("expected");
+    const QString text = contentOf(SOURCE_FOLDER "/docs/boxsim.md");
+    const QString table = text.section("| Scenario | Status |", 1).section("\n\n", 0, 0);
+    QStringList scenarios{"door", "drive"};
+    for (const QString& line : table.split('\n').mid(2)) {
+        const QStringList cells = line.split(" | ");
+        scenarios.append(cells[0].mid(2).remove('`'));
+        QTest::newRow(qPrintable(scenarios.constLast())) << QStringList(cells.mid(1, 5));
+    }
+    scenarios.sort();
+    const QStringList files = QDir(SOURCE_FOLDER "/boxsim/scenarios").entryList({"*.scn"});
+    QCOMPARE(scenarios, QStringList(files).replaceInStrings(".scn", ""));
+    for (const boxsim::FaultRow& row : boxsim::faultRows())
+        QVERIFY2(scenarios.contains(row.name), qPrintable(row.name));
+}
+
+// What the plug-in and the bench do under it.
+void BenchTest::faults()
+{
+    static const QRegularExpression status("^.* notifyCanbusStatus status=(\\d).*$");
+    QFETCH(QStringList, expected);
+    Joined joined;
+    const QStringList before = boxsim::parse("state").answer(joined.simulation).split('\n');
+    play(joined, QString(SOURCE_FOLDER "/boxsim/scenarios/%1.scn").arg(QTest::currentDataTag()));
+    const Traffic& in = joined.bench().link().fromBox();
+    const QString diagnosis = joined.bench().link().diagnosis();
+    const QStringList seen{
+        joined.lines.filter(status).replaceInStrings(status, "\\1").join(", "),
+        QString("%1, %2, %3").arg(in.frames).arg(in.badFrames).arg(in.dropped),
+        QString::number(joined.bench().link().toBox().rejections),
+        QString::number(joined.lines.filter(") doorChanged").size()),
+        diagnosis.isEmpty() ? "nothing" : diagnosis,
+    };
+    QCOMPARE(seen.join(" | "), expected.join(" | "));
+    QCOMPARE(boxsim::parse("faults").answer(joined.simulation), QString("no fault is on"));
+    QCOMPARE(boxsim::parse("state").answer(joined.simulation).split('\n'), before);
 }
 
 VIRTUAL_TIME_TEST_MAIN(BenchTest)
