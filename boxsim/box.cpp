@@ -1,6 +1,7 @@
 #include "box.h"
 
 #include "headunit.h"
+#include "words.h"
 
 #include <algorithm>
 #include <utility>
@@ -195,7 +196,7 @@ QStringList Box::repetitionStatements() const
 {
     QStringList lines;
     for (const auto& [type, timer] : m_repeated)
-        lines.append(QString("every %1ms send %2").arg(timer->interval()).arg(frameWord(type)));
+        lines.append(QString("every %1 send %2").arg(wordOf(timer->intervalAsDuration()), frameWord(type)));
     return lines;
 }
 

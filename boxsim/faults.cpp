@@ -22,14 +22,15 @@ const FaultRow& rowOf(Fault fault)
 
 QString timeText(double ms)
 {
-    return QString::number(ms) + "ms";
+    return wordOf(milliseconds(std::lround(ms)));
 }
 
 // How a statement writes the first of @p numbers as the syntax element @p element, which takes them out.
 QString take(const QString& element, QVector<double>& numbers)
 {
+    static const QRegularExpression zeros("\\.?0+$");
     if (element == "<chance>")
-        return QString::number(100 * numbers.takeFirst(), 'g', 9) + '%';
+        return QString::number(100 * numbers.takeFirst(), 'f', 9).remove(zeros) + '%';
     if (element == "<time>" || element == "<period>")
         return timeText(numbers.takeFirst());
     if (element == "<times>") {

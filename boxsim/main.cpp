@@ -70,14 +70,17 @@ QString readFaults(const QCommandLineParser& parser, QVector<Parsed>& faults)
     const quint32 drawn = QRandomGenerator::global()->bounded(1U << 31);
     const QString seed = parser.isSet("seed") ? parser.value("seed") : QString::number(drawn);
     faults.append(parse("seed " + seed));
-    QString error = faults[0].error.isEmpty() ? QString() : "--seed: " + faults[0].error;
+    QString error = faults[0].error.isEmpty() ? QString() : "--seed: " + faults[0].error + '.';
+    QStringList names;
+    for (const FaultRow& row : faultRows())
+        names.append(row.name);
     for (const QString& fault : parser.values("fault")) {
-        faults.append(parse(fault));
-        const Parsed& parsed = faults.constLast();
-        if (!parsed.statement)
-            error = "--fault: " + parsed.error;
-        else if (!parsed.statement->isFault)
-            error = QString("--fault: \"%1\" is no fault that stays").arg(fault);
+        const Parsed parsed = parse(fault);
+        faults.append(parsed);
+        if (!names.contains(fault.simplified().section(' ', 0, 0)))
+            error = QString("--fault: \"%1\" is none of %2.").arg(fault, names.join(", "));
+        else if (!parsed.statement || !parsed.statement->isFault)
+            error = QString("--fault: %1.").arg(parsed.statement ? "it turns nothing on" : parsed.error);
     }
     return error;
 }

@@ -229,6 +229,8 @@ QString statementHelp()
     lines.append("fl, fr, rl and rr stand for front-left and so on, a type in hex as 0x28 for a frame. Quote "
                  "a text that has blanks; "
                  "a quote in it is three quotes.");
+    lines.append(
+        "<chance> is 1% or 1/1000, <time> and <period> are 2s or 500ms, <times> is that or 50ms..200ms.");
     return lines.join('\n');
 }
 

@@ -161,13 +161,13 @@ private slots:
         const QStringList kinds{"loss 1%, loss 0.5%",
                                 "duplicate 100%",
                                 "corrupt 0%",
-                                "flip 0.1%",
-                                "delay 50ms..200ms, delay 7ms",
+                                "flip 100%, flip 0.0000002%",
+                                "delay 50ms..200ms, delay 7ms, delay 0ms..12345.678s",
                                 "baud 9600, baud 300",
                                 "no-ack on",
                                 "ack-delay 100ms",
                                 "flood",
-                                "stall 2000ms every 10000ms",
+                                "stall 2000ms every 999999.999s",
                                 "mute climate"};
         QCOMPARE(kinds.size(), faultRows().size());
         RecordedBox box;
