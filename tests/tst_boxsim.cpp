@@ -288,7 +288,9 @@ private slots:
             "climate fan -1, climate fan 8, climate fan 1.0, climate fan 07x, trip a 6553.5, trip b low, "
             "climate left 14.9, climate left 32.1, climate left nan, split 0, drop 65536, noise fF 0, "
             "climate profile 4, camera 2, noise, key bt 256 press, key bt 1 hold 1, door, tyre rr 2540.1 "
-            "bar, version, send 0x31";
+            "bar, version, send 0x31, loss 100.1%, loss 2/1, loss 1/0, loss -1%, loss 1, delay 2s..1s, delay "
+            "1s..2s..3s, baud 299, stall 1s every 1s, stall 2s every 1s, stall 0ms every 0ms, every 0ms send "
+            "climate, await climate, mute request, no-ack, seed -1, faults on";
         for (const QString& line : all.section('|', 0, 0).split(", "))
             QVERIFY2(parse(line).statement, qPrintable(line));
         for (const QString& line : all.section("| ", 1).split(", "))
@@ -355,6 +357,28 @@ private slots:
         QCOMPARE(held, 300);
     }
 
+    // A loop goes on at once where the link is up already, and waits where the head unit has taken leave.
+    void scenarioLoopsAndAwaits()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write("0 await link up\n0.1 camera 1\n0.2 await request\n0.25 camera 0\n0.3 loop\n");
+        file.flush();
+        RecordedBox box;
+        Player player(box.simulation, Scenario::read(file.fileName()));
+        player.start();
+        VirtualClock::instance().advance(5000);
+        const QString started = "FF 2E 30 0A 42 4F 58 53 49 4D 20 31 2E 30 44 2E 24 02 00 00 D9";
+        QCOMPARE(box.after("<81 01; 3000"), started);
+        const QString on = "2E 32 02 04 00 C7";
+        const QString off = "2E 32 02 00 00 CB";
+        QCOMPARE(box.after("<<FF; 150"), on);
+        QCOMPARE(box.after("<E2 01; 500; <90 99 FF; 50; raw 00; 130"),
+                 "FF +500 FF +50 " + off + " 00 +150 " + on);
+        QCOMPARE(box.after("<90 99 FF; 60; <81 00; 1000; <81 01; <<FF"),
+                 "FF +50 " + off + " +10 FF +1000 " + started + " +100 " + on);
+    }
+
     void mistakesTellFileLineAndWhatWasExpected()
     {
         const QTemporaryDir folder;
@@ -362,6 +386,12 @@ private slots:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("# comment\n1 quit\nx quit\n0.5 quit\n2 door fl ajar\n2 climate fan 8\n2 tyre fl 2.3\n"
                    "nan quit\n1.5 quit\n-1 quit\n86400 quit\n86401 quit\n");
+        QFile looped(folder.filePath("looped.scn"));
+        QVERIFY(looped.open(QIODevice::WriteOnly));
+        looped.write("0 loop\n");
+        looped.close();
+        QCOMPARE(Scenario::read(looped.fileName()).errors,
+                 QStringList(looped.fileName() + ":1: a scenario that loops takes time; write a later one"));
         file.close();
         const Scenario scenario = Scenario::read(file.fileName());
         const QStringList expected{":3: \"x\": expected a time in seconds, 0 to 86400, and a statement",
