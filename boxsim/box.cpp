@@ -275,8 +275,8 @@ void Box::wait(Packet packet, Fault delay)
     nanoseconds& due = m_lastDue[delay];
     due = std::max(due, begin + m_standing.delay(delay));
     if (const auto late = ceil<milliseconds>(due - begin).count(); late > 0) {
-        const QString name = delay == Fault::Delay ? "delay" : "ack-delay";
-        emit hit({name, packet.meaning, QString("%1 ms later").arg(late), packet.bytes});
+        emit hit({faultRows()[static_cast<int>(delay)].name, packet.meaning, QString("%1 ms later").arg(late),
+                  packet.bytes});
     }
     m_delayed.emplace(due, std::move(packet));
     release();

@@ -103,16 +103,15 @@ void StandingFaults::turnOn(Fault fault, const QVector<double>& numbers)
 
 void StandingFaults::turnOff(Fault fault)
 {
-    const auto end =
-        std::remove_if(m_on.begin(), m_on.end(), [fault](const Setting& on) { return on.fault == fault; });
-    m_on.erase(end, m_on.end());
+    const auto isMeant = [fault](const Setting& on) { return on.fault == fault; };
+    m_on.erase(std::remove_if(m_on.begin(), m_on.end(), isMeant), m_on.end());
 }
 
 const StandingFaults::Setting* StandingFaults::find(Fault fault) const
 {
-    const auto on =
-        std::find_if(m_on.begin(), m_on.end(), [fault](const Setting& row) { return row.fault == fault; });
-    return on == m_on.end() ? nullptr : &*on;
+    const auto isMeant = [fault](const Setting& on) { return on.fault == fault; };
+    const auto* const on = std::find_if(m_on.begin(), m_on.end(), isMeant);
+    return on == m_on.end() ? nullptr : on;
 }
 
 QStringList StandingFaults::statements() const

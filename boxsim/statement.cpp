@@ -37,7 +37,7 @@ QString fullWord(const QString& word)
     for (const Abbreviation& row : abbreviations)
         if (word == row.word)
             return row.full;
-    return word.startsWith("0x") ? wordOfFrame(word) : word;
+    return word.startsWith("0x", Qt::CaseInsensitive) ? wordOfFrame(word) : word;
 }
 
 bool takeChoice(const QStringList& choices, const QString& word, Arguments& out)
