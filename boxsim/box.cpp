@@ -223,6 +223,7 @@ milliseconds Box::keysHeldFor() const
 void Box::fallSilent()
 {
     faults.silent = true;
+    m_lastDue.clear();
     for (const auto& [due, packet] : std::exchange(m_delayed, {}))
         tellUnsent("silent", packet.bytes, packet.meaning);
     for (const Chunk& chunk : std::exchange(m_chunks, {}))
