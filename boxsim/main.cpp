@@ -80,7 +80,8 @@ QString readFaults(const QCommandLineParser& parser, QVector<Parsed>& faults)
         if (!names.contains(fault.simplified().section(' ', 0, 0)))
             error = QString("--fault: \"%1\" is none of %2.").arg(fault, names.join(", "));
         else if (!parsed.statement || !parsed.statement->isFault)
-            error = QString("--fault: %1.").arg(parsed.statement ? "it turns nothing on" : parsed.error);
+            error = QString("--fault: %1.")
+                        .arg(parsed.statement ? "that turns on nothing that stays" : parsed.error);
     }
     return error;
 }
