@@ -285,7 +285,8 @@ private slots:
         const QString all =
             "climate fan 0, climate fan 0x07, trip a 6553.4, climate left 15, CAMERA 1, fuel unit 255, "
             "split 255, drop 65535, noise fF 00, key bt 0 hold 0s, DOOR fl Open, tyre rr 2540 bar, "
-            "loss 0%, flip 1/999999999, corrupt 100%, duplicate 3/3, delay 0ms, delay 1s..1s, baud 300, stall "
+            "loss 0%, flip 1/999999999, corrupt 100%, duplicate 3/3, delay 0ms, delay 1s..1s, baud 300, "
+            "stall "
             "0ms every 1ms, every 1ms send 0X1d, send Base-Info, await 0xE0, seed 0| "
             "climate fan -1, climate fan 8, climate fan 1.0, climate fan 07x, trip a 6553.5, trip b low, "
             "climate left 14.9, climate left 32.1, climate left nan, split 0, drop 65536, noise fF 0, "
