@@ -176,7 +176,7 @@ template<Awaited::Event Event> void await(Simulation& simulation, Args args)
 {
     Awaited awaited{Event};
     if (Event == Awaited::FrameTaken)
-        awaited.type = headUnitFrames()[args.integer(0)].type;
+        awaited.type = headUnitFrames().at(args.integer(0)).type;
     simulation.await(awaited);
 }
 

@@ -96,7 +96,7 @@ void StandingFaults::turnOn(Fault fault, const QVector<double>& numbers)
 {
     if (fault != Fault::Mute)
         turnOff(fault);
-    else if (mutes(frameTypes()[static_cast<int>(numbers[0])]))
+    else if (mutes(frameTypes().at(static_cast<int>(numbers[0]))))
         return;
     m_on.append({fault, numbers, now()});
 }
@@ -130,7 +130,7 @@ QStringList StandingFaults::statements() const
 bool StandingFaults::mutes(int type) const
 {
     return std::any_of(m_on.begin(), m_on.end(), [type](const Setting& on) {
-        return on.fault == Fault::Mute && frameTypes()[static_cast<int>(on.numbers[0])] == type;
+        return on.fault == Fault::Mute && frameTypes().at(static_cast<int>(on.numbers[0])) == type;
     });
 }
 

@@ -338,7 +338,7 @@ void BenchTest::readings()
     for (const QString& line : linesOf("readings.txt"))
         for (const QString& reading : line.simplified().split(' ').mid(1))
             expected.append(line.section(' ', 0, 0) + ' ' + reading);
-    QCOMPARE(seen.join(" | "), expected.join(" | "));
+    QCOMPARE(seen, expected);
 }
 
 // A signal shows what has changed of its topics, and nothing else; where it has none, its values.
@@ -614,14 +614,16 @@ void BenchTest::faults()
     play(joined, QString(SOURCE_FOLDER "/boxsim/scenarios/%1.scn").arg(QTest::currentDataTag()));
     const Traffic& in = joined.bench().link().fromBox();
     const QString diagnosis = joined.bench().link().diagnosis();
+    QStringList statuses = joined.lines.filter(status);
     const QStringList seen{
-        joined.lines.filter(status).replaceInStrings(status, "\\1").join(", "),
+        statuses.replaceInStrings(status, "\\1").join(", "),
         QString("%1, %2, %3").arg(in.frames).arg(in.badFrames).arg(in.dropped),
         QString::number(joined.bench().link().toBox().rejections),
         QString::number(joined.lines.filter(") doorChanged").size()),
         diagnosis.isEmpty() ? "nothing" : diagnosis,
     };
-    QCOMPARE(seen.join(" | "), expected.join(" | "));
+    const QRegularExpression form(QRegularExpression::wildcardToRegularExpression(expected.join(" | ")));
+    QVERIFY2(form.match(seen.join(" | ")).hasMatch(), qPrintable(seen.join(" | ")));
     QCOMPARE(boxsim::parse("faults").answer(joined.simulation), QString("no fault is on"));
     QCOMPARE(boxsim::parse("state").answer(joined.simulation).split('\n'), before);
 }

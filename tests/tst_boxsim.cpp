@@ -235,7 +235,7 @@ private slots:
         int number = 0;
         connect(&box, &Box::chunkReady, &box, [&](const QByteArray& bytes) {
             QCOMPARE(static_cast<quint8>(bytes[3]), static_cast<quint8>(number));
-            late.append(VirtualClock::instance().now() - 30 * number++);
+            late.append(VirtualClock::instance().now() - qint64(30) * number++);
         });
         const qint64 begin = VirtualClock::instance().now();
         parse("delay 50ms..200ms").run(box.simulation);
