@@ -10,6 +10,7 @@ BoxLine::BoxLine()
             emit received(chunk);
     });
     connect(&m_box, &boxsim::Box::asked, this, &BoxLine::said);
+    connect(&m_box, &boxsim::Box::hit, this, &BoxLine::hit);
 }
 
 bool BoxLine::open(const QString&, int)

@@ -20,6 +20,8 @@ public:
 signals:
     /// The simulated box shows @p text.
     void said(const QString& text);
+    /// A fault has hit something that it sends.
+    void hit(const boxsim::Hit& hit);
 
 private:
     bool m_isOpen = false;

@@ -23,6 +23,8 @@
 #include <csignal>
 #include <memory>
 
+using namespace std::chrono_literals;
+
 namespace {
 
 // Every symbol is resolved at once, so that one that the bench lacks is named here and not met later.
@@ -148,6 +150,9 @@ PlayedHeadUnit headUnit(ReplayLine& line, std::unique_ptr<CanServiceBase>& servi
     return {[&line](const QByteArray& chunk) { line.receive(chunk); }, renew};
 }
 
+// What a command may wait for bytes on their way: longer than any one takes, for a box can flood the line.
+constexpr auto LongestSettling = 10s;
+
 // What the capture is to be, with the car of the moment.
 CaptureOptions capturedCar(CaptureOptions capture)
 {
@@ -187,7 +192,7 @@ int work(Workbench& bench, Report& report, const Options& options, std::unique_p
     if (auto* replayed = dynamic_cast<ReplayLine*>(&line))
         playback.emplace(reader, bench, report, headUnit(*replayed, service), options.playback);
     else if (VirtualClock* clock = VirtualClock::installed())
-        bench.script.settle = [clock] { clock->passClaims(); };
+        bench.script.settle = [clock] { clock->passClaims(LongestSettling); };
     if (options.playback.steps)
         bench.script.emptyLine = "step";
     if (options.check)
@@ -224,9 +229,12 @@ Ending serve(const Options& options, const ScriptFile* script, Report& report, R
         return {CannotWrite};
     const bool isRecording = !options.capture.path.isEmpty();
     Workbench bench(*service, report, options.trace);
-    if (auto* inside = qobject_cast<BoxLine*>(&line))
+    if (auto* inside = qobject_cast<BoxLine*>(&line)) {
         QObject::connect(inside, &BoxLine::said, &bench.script,
                          [shown = &report](const QString& text) { shown->box(text); });
+        QObject::connect(inside, &BoxLine::hit, &bench.script,
+                         [shown = &report](const boxsim::Hit& hit) { shown->fault(hit); });
+    }
     output.onFailure = [running = QPointer<Script>(&bench.script)](int error) {
         tellUnwritten(error);
         if (running) // the plug-in goes after it, and may still have something to tell

@@ -103,6 +103,13 @@ void Report::box(const QString& text) const
         print("box: " + line);
 }
 
+void Report::fault(const boxsim::Hit& hit) const
+{
+    if (m_json)
+        return printJson(hit.keys());
+    print("box: " + hit.text());
+}
+
 void Report::state(const QVector<KnownReading>& readings)
 {
     QStringList lines;

@@ -2,6 +2,7 @@
 
 #include "carstate.h"
 #include "clock.h"
+#include "faults.h"
 #include "jsonlines.h"
 #include "origins.h"
 
@@ -35,6 +36,8 @@ public:
 
     /// What the simulated box inside shows.
     void box(const QString& text) const;
+    /// A fault of the simulated box has hit something.
+    void fault(const boxsim::Hit& hit) const;
 
     // The parts of an answer. As text each is printed at once; as JSON they are keys of the one line of
     // answer() or call().

@@ -100,6 +100,19 @@ QList<int> frameTypes()
     return types;
 }
 
+QString frameWord(int type)
+{
+    return frameName(type).toLower().replace(' ', '-');
+}
+
+QStringList frameWords()
+{
+    QStringList words;
+    for (const BoxFrame& frame : boxFrames)
+        words.append(frameWord(frame.type));
+    return words;
+}
+
 double inKPa(TyreUnit unit)
 {
     return pressureIn(unit).kPa;

@@ -4,7 +4,7 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QString>
+#include <QStringList>
 
 #include <array>
 #include <optional>
@@ -57,8 +57,14 @@ constexpr BoxFrame boxFrames[] = {
 /// What the frame @p type of the box is about.
 QString frameName(int type);
 
+/// The word of the scenario language for it, as base-info.
+QString frameWord(int type);
+
 /// All frame types of the box, in ascending order.
 QList<int> frameTypes();
+
+/// The words for these, in the same order.
+QStringList frameWords();
 
 /// The units of tyre pressure, as the tyre frame codes them.
 enum class TyreUnit { Bar, Psi, KPa };

@@ -1,3 +1,4 @@
+#include "headunit.h"
 #include "statement.h"
 #include "values.h"
 
@@ -75,13 +76,17 @@ QVector<Statement> otherCarStatements()
     };
 }
 
+QString listOf(const QStringList& faults)
+{
+    return faults.isEmpty() ? "no fault is on" : faults.join('\n');
+}
+
 QVector<Statement> faultStatements()
 {
     return {
         {"silent", "sends nothing and ignores what comes in",
          [](Simulation& simulation, Args) { simulation.box.fallSilent(); }},
-        {"answering", "ends silent",
-         [](Simulation& simulation, Args) { simulation.box.faults.silent = false; }},
+        {"answering", "ends silent", [](Simulation& simulation, Args) { simulation.box.answerAgain(); }},
         {"reject", "rejects the next good frame that comes in",
          [](Simulation& simulation, Args) { simulation.box.faults.rejectNext = true; }},
         {"corrupt", "sends the next frame with a wrong checksum",
@@ -101,6 +106,48 @@ QVector<Statement> faultStatements()
     };
 }
 
+// A line may stall for less than its period.
+QString mistakeOfStall(Args args)
+{
+    return args.numbers[0] < args.numbers[1] ? QString() : "a stall is shorter than its period";
+}
+
+Statement standingFault(const FaultRow& row)
+{
+    const auto turnOn = [fault = row.fault](Simulation& simulation, Args args) {
+        simulation.box.turnOn(fault, args.numbers);
+    };
+    const bool isStall = row.fault == Fault::Stall;
+    const QString syntax = (row.name + ' ' + row.values).trimmed();
+    return {syntax, row.help, turnOn, false, isStall ? mistakeOfStall : nullptr, true};
+}
+
+QVector<Statement> standingFaultStatements()
+{
+    QVector<Statement> rows;
+    QStringList names;
+    for (const FaultRow& row : faultRows()) {
+        rows.append(standingFault(row));
+        names.append(row.name);
+    }
+    return rows + QVector<Statement>{
+                      {names.join('|') + " off", "ends that fault",
+                       [](Simulation& simulation, Args args) {
+                           simulation.box.turnOff(faultRows()[args.integer(0)].fault);
+                       }},
+                      {"faults", "shows the faults that are on, as the statements that would turn them on",
+                       [](Simulation& simulation, Args) {
+                           simulation.show(listOf(simulation.box.faultStatements()));
+                       }},
+                      {"faults off", "ends all faults",
+                       [](Simulation& simulation, Args) { simulation.box.endFaults(); }},
+                      {"seed <0..2147483647>", "begins the chances of the faults anew, repeatable",
+                       [](Simulation& simulation, Args args) {
+                           simulation.box.setSeed(static_cast<quint32>(args.integer(0)));
+                       }},
+                  };
+}
+
 QStringList tyreState(const Car& car)
 {
     QStringList lines;
@@ -114,23 +161,47 @@ QStringList tyreState(const Car& car)
     return lines;
 }
 
-// The statements that would bring another car into the state of @p car, keys apart.
-QString stateOf(const Car& car)
+// The statements that would bring another box and its car into the state of @p box, keys and faults apart.
+QString stateOf(const Box& box)
 {
+    const Car& car = box.car;
     QStringList lines;
     for (const ValueRow& row : valueRows())
         lines += row.statements(car);
     lines += tyreState(car);
     lines.append(QString("version \"%1\"").arg(QString::fromUtf8(car.version).replace('"', "\"\"\"")));
+    lines += box.repetitionStatements();
     return lines.join('\n');
 }
 
-QString allFrameTypes()
+QString framesOfHeadUnit()
 {
-    QStringList types;
-    for (int type : frameTypes())
-        types.append(QString::asprintf("0x%02X", static_cast<unsigned>(type)));
-    return types.join('|');
+    QStringList words;
+    for (const HeadUnitFrame& frame : headUnitFrames())
+        words.append(frame.word);
+    return words.join('|');
+}
+
+template<Awaited::Event Event> void await(Simulation& simulation, Args args)
+{
+    Awaited awaited{Event};
+    if (Event == Awaited::FrameTaken)
+        awaited.type = headUnitFrames().at(args.integer(0)).type;
+    simulation.await(awaited);
+}
+
+QVector<Statement> scenarioStatements()
+{
+    return {
+        {"await start", "holds the scenario, and its clock, until the head unit announces itself",
+         await<Awaited::Start>, true},
+        {"await link up", "the same until the head unit acknowledges frames; at once where it does already",
+         await<Awaited::LinkUp>, true},
+        {"await " + framesOfHeadUnit(), "the same until that frame of the head unit has come",
+         await<Awaited::FrameTaken>, true},
+        {"loop", "plays the scenario from its start again",
+         [](Simulation& simulation, Args) { simulation.loop(); }, true},
+    };
 }
 
 QString mistakeOfHelp(Args args)
@@ -144,13 +215,19 @@ QString mistakeOfHelp(Args args)
 
 QVector<Statement> controlStatements()
 {
+    const QString frames = frameWords().join('|');
     return {
-        {"send " + allFrameTypes(), "sends a frame of the car, even when the head unit has stopped the box",
+        {"send " + frames, "sends a frame of the car, even when the head unit has stopped the box",
          [](Simulation& simulation, Args args) { simulation.box.send(frameTypes().at(args.integer(0))); }},
+        {"every <period> send " + frames, "has the box send a frame by itself again and again",
+         [](Simulation& simulation, Args args) {
+             simulation.box.sendEvery(std::chrono::milliseconds(args.integer(0)),
+                                      frameTypes().at(args.integer(1)));
+         }},
+        {"every off", "ends that, for all frames",
+         [](Simulation& simulation, Args) { simulation.box.endRepetition(); }},
         {"state", "shows the car, as the statements that would set it",
-         [](Simulation& simulation, Args) { simulation.show(stateOf(simulation.box.car)); }},
-        {"await start", "holds the scenario, and its clock, until the head unit announces itself",
-         [](Simulation& simulation, Args) { simulation.awaitStart(); }, true},
+         [](Simulation& simulation, Args) { simulation.show(stateOf(simulation.box)); }},
         {"help", "lists the statements",
          [](Simulation& simulation, Args) { simulation.show(statementHelp(statementsWith({}))); }},
         {"help <text>", "lists the statements that have this word, or are about it",
@@ -173,7 +250,8 @@ const QVector<Statement>& statements()
         rows += otherCarStatements();
         for (Statement& row : rows)
             row.isOfCar = true;
-        return rows + faultStatements() + controlStatements();
+        return rows + faultStatements() + standingFaultStatements() + scenarioStatements() +
+               controlStatements();
     }();
     return all;
 }

@@ -185,17 +185,32 @@ Reaction landscapeKeys(Car& car, const QByteArray& payload)
 struct Command
 {
     int code; // frame type
+    const char* word;
     int length;
     Reaction (*react)(Car&, const QByteArray& payload);
 };
 
 constexpr Command commands[] = {
-    {0x81, 1, announce},      {0x83, 2, control},     {0x90, 2, request},
-    {0x98, 6, touch},         {0x99, 34, source},     {0x9D, 3, clock},
-    {0xC7, 6, landscapeKeys}, {0xE0, 2, verticalKey}, {0xE2, 1, carModel},
+    {0x81, "start-stop", 1, announce},
+    {0x83, "control", 2, control},
+    {0x90, "request", 2, request},
+    {0x98, "touch", 6, touch},
+    {0x99, "source", 34, source},
+    {0x9D, "clock", 3, clock},
+    {0xC7, "climate-keys", 6, landscapeKeys},
+    {0xE0, "climate-key", 2, verticalKey},
+    {0xE2, "car-model", 1, carModel},
 };
 
 } // namespace
+
+QVector<HeadUnitFrame> headUnitFrames()
+{
+    QVector<HeadUnitFrame> frames;
+    for (const Command& command : commands)
+        frames.append({command.code, command.word});
+    return frames;
+}
 
 Reaction react(Car& car, const Frame& frame)
 {

@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QString>
+#include <QVector>
 
 #include <optional>
 
@@ -19,6 +20,16 @@ struct Reaction
     QList<int> reports; ///< types of the frames that it changed, sent unless the head unit stopped the box
     std::optional<bool> announced; ///< set by start (true) and stop (false)
 };
+
+/// A frame of the head unit in the scenario language.
+struct HeadUnitFrame
+{
+    int type;
+    QString word;
+};
+
+/// All that the box knows.
+QVector<HeadUnitFrame> headUnitFrames();
 
 /// Applies the head unit's @p frame to @p car.
 Reaction react(Car& car, const Frame& frame);

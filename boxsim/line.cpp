@@ -1,7 +1,10 @@
 #include "line.h"
 
+#include "process.h"
+
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <array>
 #include <cerrno>
@@ -42,6 +45,20 @@ bool isReplaceable(const QString& path)
 {
     const QFileInfo info(path);
     return info.isSymLink() && (!info.exists() || info.symLinkTarget().startsWith("/dev/pts/"));
+}
+
+// The other simulators that hold the pseudo-terminal to which @p link leads.
+QStringList holdersOf(const QString& link)
+{
+    const QString number = QFileInfo(link).symLinkTarget().section("/dev/pts/", 1);
+    QStringList holders = processesWith([&number](const QFileInfo& file) {
+        QFile info(file.path() + "info/" + file.fileName()); // tells which of them a master belongs to
+        return file.symLinkTarget().endsWith("/ptmx") && info.open(QIODevice::ReadOnly) &&
+               info.readAll().contains("tty-index:\t" + number.toLatin1() + '\n');
+    });
+    QFile own("/proc/self/comm");
+    const QByteArray name = own.open(QIODevice::ReadOnly) ? own.readAll().trimmed() : QByteArray();
+    return holders.filter(QRegularExpression('^' + QRegularExpression::escape(name) + " \\("));
 }
 
 } // namespace
@@ -112,6 +129,8 @@ QString Line::placeLink()
     if (QFileInfo(m_link).isSymLink() ? !isReplaceable(m_link) : QFileInfo::exists(m_link))
         return QString("%1 exists and is no link to a pseudo-terminal; name another path or remove it")
             .arg(m_link);
+    if (const QStringList holders = holdersOf(m_link); !holders.isEmpty())
+        return QString("%1 is the link of %2; name another path or end that").arg(m_link, holders.join(", "));
     const QString temporary = QString("%1.%2").arg(m_link).arg(getpid());
     const bool isMade = QFile::link(m_terminal, temporary);
     if (isMade &&

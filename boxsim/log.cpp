@@ -42,8 +42,13 @@ void Log::show(const QString& text)
 
 void Log::log(const QString& text)
 {
+    log(text, {{"log", text}, {"level", "info"}});
+}
+
+void Log::log(const QString& text, const QJsonObject& keys) const
+{
     if (m_options.log)
-        tellError(stamp(now()) + ' ' + text, {{"log", text}, {"level", "info"}});
+        tellError(stamp(now()) + ' ' + text, keys);
 }
 
 void Log::bytes(const QString& direction, const QByteArray& bytes, const QString& meaning)
@@ -62,6 +67,16 @@ void Log::bytes(const QString& direction, const QByteArray& bytes, const QString
     const bool isAnswer = bytes.size() == 1;
     writeError(stamp(now()) + ' ' + direction + ' ' + bytes.toHex(' ').toUpper() + "  " + meaning +
                (isAnswer || told.isEmpty() ? "" : "  " + told));
+}
+
+void Log::statement(const QString& text)
+{
+    log("statement: " + text, {{"statement", text}});
+}
+
+void Log::fault(const Hit& hit)
+{
+    log(hit.text(), hit.keys());
 }
 
 void Log::answer(const QString& statement, int line, const QString& shown, const QString& error)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "faults.h"
 #include "jsonlines.h"
 #include "options.h"
 #include "process.h"
@@ -25,11 +26,16 @@ public:
     void log(const QString& text);
     /// Bytes of the line in @p direction, "rx" or "tx" as the box sees it, with what they mean to the box.
     void bytes(const QString& direction, const QByteArray& bytes, const QString& meaning);
+    /// A statement is run.
+    void statement(const QString& text);
+    /// A fault has hit something.
+    void fault(const Hit& hit);
     /// The typed @p statement of the input's @p line was run and shows @p shown; or there is no such one, and
     /// @p error tells why.
     void answer(const QString& statement, int line, const QString& shown, const QString& error);
 
 private:
+    void log(const QString& text, const QJsonObject& keys) const;
     void print(const QJsonObject& keys) { m_output.print(m_lines.line(keys)); }
 
     StandardOutput& m_output;

@@ -63,6 +63,7 @@ void connectLog(const Line& line, const Box& box, Log& log)
     QObject::connect(&line, &Line::noted, &box, [](const QString& text) { note(text); });
     QObject::connect(&line, &Line::logged, &box, addLog);
     QObject::connect(&box, &Box::noted, &box, addLog);
+    QObject::connect(&box, &Box::hit, &box, [&log](const Hit& hit) { log.fault(hit); });
     QObject::connect(&box, &Box::asked, &box, [&log](const QString& what) { log.show(what); });
 }
 
@@ -70,7 +71,6 @@ void connectLog(const Line& line, const Box& box, Log& log)
 void connectBox(Line& line, Box& box, Player& player, bool exitAfterScenario)
 {
     QObject::connect(&box, &Box::chunkReady, &line, &Line::write);
-    QObject::connect(&box, &Box::announced, &player, &Player::resume);
     if (exitAfterScenario)
         QObject::connect(&player, &Player::finished, &box,
                          [&box] { QTimer::singleShot(box.keysHeldFor(), &box, endSoon); });
@@ -154,8 +154,8 @@ int main(int argc, char* argv[])
     Box box;
     Simulation simulation{box, [&](const QString& text) { log.show(text); }, [&] { line.hangUp(); }};
     Player player(simulation, scenario);
-    simulation.awaitStart = [&] { player.hold(); };
     simulation.quit = endSoon;
+    simulation.log = [&](const QString& statement) { log.statement(statement); };
     connectLog(line, box, log);
     connectLine(line, box);
     std::optional<RecordedBox> recorded;
@@ -170,6 +170,8 @@ int main(int argc, char* argv[])
         return DeviceGone;
     }
     log.ready(line.path());
+    for (const Parsed& statement : options.faults)
+        statement.run(simulation);
 
     QObject::connect(&typed, &LineReader::came, &app, [&] {
         runTyped(typed, options.ranges, simulation, log);

@@ -3,6 +3,8 @@
 #include "commandline.h"
 #include "scenario.h"
 
+#include <QRandomGenerator>
+
 namespace boxsim {
 
 namespace {
@@ -30,6 +32,8 @@ QList<QCommandLineOption> knownOptions()
                 "End when the scenario has been played and every held key is released."},
                {"replay", "Play the box's half of the capture <file>, and end; - is standard input.", "file"},
                {"lenient", "Leave out the damaged lines of the capture instead of ending at the first."},
+               {"fault", "Begin with a fault, as \"loss 1%\"; may be given more than once.", "fault"},
+               {"seed", "Draw the faults' chances from <number>: the same run again.", "number"},
                {"force", "Take values of the car that are out of their range, as far as the frame has room."},
                {"trace", "Show the bytes of both directions, and the frames in them."},
                {"log", "Show the box's log lines."},
@@ -38,9 +42,38 @@ QList<QCommandLineOption> knownOptions()
            };
 }
 
+QStringList faultNames()
+{
+    QStringList names;
+    for (const FaultRow& row : faultRows())
+        names.append(row.name);
+    return names;
+}
+
 QStringList valuesOf(const QString& valueName, const QString&)
 {
+    if (valueName == "fault")
+        return faultNames();
     return valueName == "scenario" ? Scenario::names() + QStringList("<file>") : QStringList();
+}
+
+// The statements that --seed and --fault say.
+QVector<Parsed> readFaults(const QCommandLineParser& parser)
+{
+    const quint32 drawn = QRandomGenerator::global()->bounded(1U << 31);
+    QVector<Parsed> faults{
+        parse("seed " + (parser.isSet("seed") ? parser.value("seed") : QString::number(drawn)))};
+    if (!faults[0].error.isEmpty())
+        refuse("--seed: " + faults[0].error);
+    for (const QString& fault : parser.values("fault")) {
+        const Parsed parsed = parse(fault);
+        if (!faultNames().contains(fault.simplified().section(' ', 0, 0)))
+            refuse(QString("--fault: \"%1\" is none of %2").arg(fault, faultNames().join(", ")));
+        if (!parsed.statement || !parsed.statement->isFault)
+            refuse("--fault: " + (parsed.statement ? "it turns nothing on" : parsed.error));
+        faults.append(parsed);
+    }
+    return faults;
 }
 
 void check(const QCommandLineParser& parser)
@@ -55,6 +88,8 @@ void check(const QCommandLineParser& parser)
         refuse("--exit-after-scenario goes with --scenario");
     if (parser.isSet("replay") && parser.isSet("scenario"))
         refuse("--replay and --scenario exclude each other");
+    if (parser.isSet("replay") && parser.isSet("fault"))
+        refuse("--replay and --fault exclude each other");
     if (parser.isSet("lenient") && !parser.isSet("replay"))
         refuse("--lenient goes with --replay");
 }
@@ -78,7 +113,8 @@ Options readOptions(const QStringList& arguments)
             parser.isSet("json"),
             parser.isSet("trace"),
             parser.isSet("log"),
-            parser.isSet("quiet")};
+            parser.isSet("quiet"),
+            readFaults(parser)};
 }
 
 } // namespace boxsim

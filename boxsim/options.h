@@ -1,8 +1,6 @@
 #pragma once
 
-#include "words.h"
-
-#include <QStringList>
+#include "statement.h"
 
 namespace boxsim {
 
@@ -20,6 +18,7 @@ struct Options
     bool trace;
     bool log;
     bool quiet;
+    QVector<Parsed> faults; ///< the seed, and what is on from the start
 
     /// Whether boxsim stays where standard input is over.
     bool outlastsInput() const

@@ -31,6 +31,8 @@ QString readStep(const QString& line, Ranges ranges, int& earliestMs, Scenario::
     step = {qRound(seconds * 1000), parse(line.mid(time.size()), ranges)};
     if (step.atMs < earliestMs)
         return QString("\"%1\": expected a time not before the line above").arg(time);
+    if (step.atMs == 0 && step.statement.line == "loop")
+        return "a scenario that loops takes time; write a later one";
     earliestMs = step.atMs;
     return step.statement.error;
 }
@@ -84,6 +86,12 @@ Player::Player(Simulation& simulation, Scenario scenario)
     m_timer.setSingleShot(true);
     m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, &Player::playDue);
+    const Box& box = simulation.box;
+    connect(&box, &Box::announced, this, [this] { resumeAt(Awaited::Start); });
+    connect(&box, &Box::linkCameUp, this, [this] { resumeAt(Awaited::LinkUp); });
+    connect(&box, &Box::taken, this, [this](int type) { resumeAt(Awaited::FrameTaken, type); });
+    simulation.await = [this](const Awaited& awaited) { await(awaited); };
+    simulation.loop = [this] { loop(); };
 }
 
 void Player::start()
@@ -92,24 +100,35 @@ void Player::start()
     playNextInTime();
 }
 
-void Player::hold()
+void Player::await(const Awaited& awaited)
 {
-    m_held = true;
+    if (awaited.event == Awaited::LinkUp && m_simulation.box.isLinkUp())
+        return;
+    m_awaited = awaited;
     m_timer.stop();
 }
 
-void Player::resume()
+void Player::resumeAt(Awaited::Event event, int type)
 {
-    if (!std::exchange(m_held, false))
+    if (m_awaited.event != event || m_awaited.type != type)
         return;
+    m_awaited = {};
     m_begin = now() - milliseconds(m_next > 0 ? m_scenario.steps[m_next - 1].atMs : 0);
     playNextInTime();
 }
 
+void Player::loop()
+{
+    m_next = 0;
+    m_awaited = {};
+    start();
+}
+
 void Player::playDue()
 {
-    m_scenario.steps[m_next++].statement.run(m_simulation);
-    if (!m_held)
+    const Scenario::Step& step = m_scenario.steps[m_next++];
+    step.statement.run(m_simulation);
+    if (m_awaited.event == Awaited::Nothing)
         playNextInTime();
 }
 

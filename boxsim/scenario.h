@@ -36,26 +36,26 @@ class Player : public QObject
     Q_OBJECT
 
 public:
-    /// @p simulation is that of the statements, and must outlive the player.
+    /// @p simulation is that of the statements, and must outlive the player, which does what they ask of the
+    /// scenario.
     Player(Simulation& simulation, Scenario scenario);
 
     void start();
-
-    /// Stops the scenario and its clock until resume().
-    void hold();
-    void resume();
 
 signals:
     void finished();
 
 private:
+    void await(const Awaited& awaited);
+    void resumeAt(Awaited::Event event, int type = 0);
+    void loop();
     void playDue();
     void playNextInTime();
 
     Simulation& m_simulation;
     Scenario m_scenario;
     int m_next = 0;
-    bool m_held = false;
+    Awaited m_awaited;                   // stops the scenario and its clock
     std::chrono::nanoseconds m_begin{0}; // when the scenario's time was 0, by now()
     QTimer m_timer;
 };

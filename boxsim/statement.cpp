@@ -1,5 +1,6 @@
 #include "statement.h"
 
+#include "headunit.h"
 #include "values.h"
 
 #include <QRegularExpression>
@@ -20,12 +21,24 @@ struct Abbreviation
 constexpr Abbreviation abbreviations[] = {
     {"fl", "front-left"}, {"fr", "front-right"}, {"rl", "rear-left"}, {"rr", "rear-right"}};
 
+// The word for the frame whose type @p hex tells.
+QString wordOfFrame(const QString& hex)
+{
+    const int type = hex.toInt(nullptr, 16);
+    if (frameTypes().contains(type))
+        return frameWord(type);
+    for (const HeadUnitFrame& frame : headUnitFrames())
+        if (frame.type == type)
+            return frame.word;
+    return hex;
+}
+
 QString fullWord(const QString& word)
 {
     for (const Abbreviation& row : abbreviations)
         if (word == row.word)
             return row.full;
-    return word;
+    return word.startsWith("0x", Qt::CaseInsensitive) ? wordOfFrame(word) : word;
 }
 
 bool takeChoice(const QStringList& choices, const QString& word, Arguments& out)
@@ -66,6 +79,26 @@ bool takeTime(const QString& word, Arguments& out)
     return time.has_value();
 }
 
+bool takePeriod(const QString& word, Arguments& out)
+{
+    return takeTime(word, out) && out.numbers.last() >= 1;
+}
+
+bool takeTimes(const QString& word, Arguments& out)
+{
+    const std::optional<QVector<double>> times = timesOf(word);
+    out.numbers += times.value_or(QVector<double>());
+    return times.has_value();
+}
+
+bool takeChance(const QString& word, Arguments& out)
+{
+    const std::optional<double> chance = chanceOf(word);
+    if (chance)
+        out.numbers.append(*chance);
+    return chance.has_value();
+}
+
 bool takeHex(const QString& word, Arguments& out)
 {
     const QByteArray bytes = QByteArray::fromHex(word.toLatin1());
@@ -82,6 +115,12 @@ bool takeWord(const QString& element, const QString& word, Arguments& out)
     }
     if (element == "<time>")
         return takeTime(word, out);
+    if (element == "<period>")
+        return takePeriod(word, out);
+    if (element == "<times>")
+        return takeTimes(word, out);
+    if (element == "<chance>")
+        return takeChance(word, out);
     if (element == "<hex>...")
         return takeHex(word, out);
     return takeChoice(element.split('|'), word, out);
@@ -182,19 +221,21 @@ Parsed chosen(const QVector<Candidate>& candidates)
             continue;
         const auto& mistake = candidate.statement->mistake;
         const QString error = mistake ? mistake(candidate.arguments) : QString();
-        return error.isEmpty() ? Parsed{candidate.statement, candidate.arguments, {}}
-                               : Parsed{nullptr, {}, error};
+        return error.isEmpty() ? Parsed{candidate.statement, candidate.arguments, {}, {}}
+                               : Parsed{nullptr, {}, error, {}};
     }
-    return {nullptr, {}, candidates.first().mistake};
+    return {nullptr, {}, candidates.first().mistake, {}};
 }
 
 } // namespace
 
 Parsed parse(const QString& line, Ranges ranges)
 {
-    if (ranges == Ranges::Kept && hasOpenQuote(line))
-        return {nullptr, {}, QString("a quote is not closed") + ForceRemedy};
-    return parse(wordsOf(line), ranges);
+    Parsed parsed{nullptr, {}, QString("a quote is not closed") + ForceRemedy, {}};
+    if (ranges == Ranges::Ignored || !hasOpenQuote(line))
+        parsed = parse(wordsOf(line), ranges);
+    parsed.line = line.trimmed();
+    return parsed;
 }
 
 // Follows the words through the syntax of all statements at once, so that it can tell what fits at a
@@ -205,7 +246,7 @@ Parsed parse(const QStringList& words, Ranges ranges)
     for (int i = 0; i < words.size(); ++i) {
         const QVector<Candidate> left = fitting(candidates, i, words[i], ranges);
         if (left.isEmpty())
-            return {nullptr, {}, refusal(words[i], choices(candidates, i))};
+            return {nullptr, {}, refusal(words[i], choices(candidates, i)), {}};
         candidates = left;
     }
     QVector<Candidate> complete;
@@ -213,7 +254,7 @@ Parsed parse(const QStringList& words, Ranges ranges)
         if (words.size() >= candidate.elements.size())
             complete.append(candidate);
     if (complete.isEmpty())
-        return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size()))};
+        return {nullptr, {}, "the line ends too early: " + expected(choices(candidates, words.size())), {}};
     return chosen(complete);
 }
 
@@ -229,6 +270,12 @@ QStringList candidates(const QStringList& before)
                 words.append(word);
     words.removeDuplicates();
     return words;
+}
+
+void Parsed::run(Simulation& simulation) const
+{
+    simulation.log(line);
+    statement->run(simulation, arguments);
 }
 
 QString Parsed::answer(Simulation simulation) const
@@ -264,8 +311,10 @@ QString statementHelp(const QVector<const Statement*>& statements)
     QStringList lines;
     for (const Statement* statement : statements)
         lines.append(QString("%1\n    %2").arg(statement->syntax, statement->help));
-    lines.append("fl, fr, rl and rr stand for front-left and so on. Quote a text that has blanks; "
-                 "a quote in it is three quotes.");
+    lines.append("fl, fr, rl and rr stand for front-left and so on, a type in hex as 0x28 for a frame. Quote "
+                 "a text that has blanks; a quote in it is three quotes.");
+    lines.append(
+        "<chance> is 1% or 1/1000, <time> and <period> are 2s or 500ms, <times> is that or 50ms..200ms.");
     return lines.join('\n');
 }
 

@@ -10,14 +10,24 @@
 
 namespace boxsim {
 
+/// What a scenario can wait for.
+struct Awaited
+{
+    enum Event { Nothing, Start, LinkUp, FrameTaken };
+    Event event = Nothing;
+    int type = 0; ///< of the frame of the head unit
+};
+
 /// What the statements work on: the box, and what it stands in.
 struct Simulation
 {
     Box& box;
     std::function<void(const QString&)> show = [](const QString&) {}; ///< tells whoever typed the statement
-    std::function<void()> hangUp = [] {};     ///< closes the line and opens another one
-    std::function<void()> awaitStart = [] {}; ///< holds the scenario until the head unit announces itself
+    std::function<void()> hangUp = [] {}; ///< closes the line and opens another one
+    std::function<void(const Awaited&)> await = [](const Awaited&) {}; ///< holds the scenario
+    std::function<void()> loop = [] {};                                ///< plays it from its start again
     std::function<void()> quit = [] {};
+    std::function<void(const QString&)> log = [](const QString&) {}; ///< is told each statement that is run
 };
 
 /// The words of a statement that carry a value.
@@ -34,7 +44,8 @@ struct Arguments
 ///
 /// The syntax is a row of words: "closed|open" is one of these; "<0..7>" a whole number and "<0.0..25.5>" one
 /// with decimals, behind which "none", "low" and "high" stand for NaN and the infinities; "<text>" is any
-/// text, "<time>" a time such as 2s or 500ms, "<hex>..." bytes in hex up to the end of the line.
+/// text, "<time>" a time such as 2s or 500ms, "<period>" one from 1 ms on, "<times>" a time or a range as in
+/// 50ms..200ms, "<chance>" one as 1% or 1/1000, "<hex>..." bytes in hex up to the end of the line.
 struct Statement
 {
     QString syntax;
@@ -42,6 +53,7 @@ struct Statement
     std::function<void(Simulation&, const Arguments&)> run;
     bool isOfProgram = false;                                   ///< works the program boxsim, not the box
     std::function<QString(const Arguments&)> mistake = nullptr; ///< what is wrong with words that each fit
+    bool isFault = false;                                       ///< turns a fault on that stays
     bool isOfCar = false; ///< sets values of the car, which Ranges::Ignored lets out of their ranges
 };
 
@@ -54,8 +66,9 @@ struct Parsed
     const Statement* statement = nullptr;
     Arguments arguments;
     QString error; ///< tells what was expected
+    QString line;  ///< as it was written; not known of mere words
 
-    void run(Simulation& simulation) const { statement->run(simulation, arguments); }
+    void run(Simulation& simulation) const;
     /// Runs it for somebody who has typed it. @return what it shows them, mostly nothing
     QString answer(Simulation simulation) const;
 };

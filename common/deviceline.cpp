@@ -2,9 +2,9 @@
 
 #include "clock.h"
 #include "note.h"
+#include "process.h"
 
-#include <QCoreApplication>
-#include <QDir>
+#include <QFileInfo>
 
 #include <unistd.h>
 
@@ -19,25 +19,6 @@ constexpr auto LongestPause = 800ms;
 
 constexpr qint64 QueueLimit = 65536; // bytes that may wait for a peer that does not read
 constexpr auto FlushTime = 500ms;    // what closing the line may wait for the queue
-
-// The other programs that have the device open, of those that one may look at.
-QStringList holdersOf(const QString& device)
-{
-    QStringList holders;
-    const QDir processes("/proc");
-    for (const QString& process : processes.entryList({"[1-9]*"}, QDir::Dirs)) {
-        const QFileInfoList files =
-            QDir(processes.filePath(process + "/fd")).entryInfoList(QDir::Files | QDir::System);
-        const bool isHolder = std::any_of(files.begin(), files.end(), [&device](const QFileInfo& file) {
-            return file.symLinkTarget() == device;
-        });
-        QFile name(processes.filePath(process + "/comm"));
-        if (isHolder && process.toLongLong() != QCoreApplication::applicationPid() &&
-            name.open(QIODevice::ReadOnly))
-            holders.append(QString("%1 (process %2)").arg(QString(name.readAll()).trimmed(), process));
-    }
-    return holders;
-}
 
 // Who may open the device.
 QString permissionOf(const QFileInfo& device)
@@ -101,7 +82,8 @@ QString DeviceLine::obstacle() const
         return "no permission; " + permissionOf(file);
     if (m_device.error() != QSerialPort::PermissionError)
         return m_device.errorString();
-    const QStringList holders = holdersOf(file.canonicalFilePath());
+    const QStringList holders = processesWith(
+        [&](const QFileInfo& open) { return open.symLinkTarget() == file.canonicalFilePath(); });
     return "another program has it: " +
            (holders.isEmpty() ? "sudo fuser -v " + m_name + " tells which" : holders.join(", "));
 }

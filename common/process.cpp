@@ -1,5 +1,9 @@
 #include "process.h"
 
+#include <QCoreApplication>
+#include <QDir>
+
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -19,12 +23,12 @@ const std::initializer_list<int> endSignals{SIGINT, SIGTERM, SIGHUP};
 
 int takeOverSignals(std::initializer_list<int> numbers)
 {
-    sigset_t signals;
-    sigemptyset(&signals);
+    sigset_t set;
+    sigemptyset(&set);
     for (int number : numbers)
-        sigaddset(&signals, number);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return signalfd(-1, &signals, SFD_CLOEXEC);
+        sigaddset(&set, number);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    return signalfd(-1, &set, SFD_CLOEXEC);
 }
 
 int takeSignal(int descriptor)
@@ -35,6 +39,21 @@ int takeSignal(int descriptor)
 }
 
 std::function<void()> beforeLine = [] {};
+
+QStringList processesWith(const std::function<bool(const QFileInfo& file)>& isMeant)
+{
+    QStringList names;
+    const QDir processes("/proc");
+    for (const QString& process : processes.entryList({"[1-9]*"}, QDir::Dirs)) {
+        const QFileInfoList files =
+            QDir(processes.filePath(process + "/fd")).entryInfoList(QDir::Files | QDir::System);
+        QFile name(processes.filePath(process + "/comm"));
+        if (process.toLongLong() != QCoreApplication::applicationPid() &&
+            std::any_of(files.begin(), files.end(), isMeant) && name.open(QIODevice::ReadOnly))
+            names.append(QString("%1 (process %2)").arg(QString(name.readAll()).trimmed(), process));
+    }
+    return names;
+}
 
 bool printLine(FILE* stream, const QString& line)
 {

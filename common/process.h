@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QString>
+#include <QFileInfo>
+#include <QStringList>
 
 #include <cstdio>
 #include <functional>
@@ -22,6 +23,10 @@ int takeSignal(int descriptor);
 
 /// Is called before a line is written: what stands on the terminal's last line is to be taken away.
 extern std::function<void()> beforeLine;
+
+/// The other processes with an open file of which @p isMeant holds, of those that one may look at, as in
+/// "boxsim (process 12)". The file is handed over as its entry in /proc/PID/fd.
+QStringList processesWith(const std::function<bool(const QFileInfo& file)>& isMeant);
 
 /// Writes @p line and a line's end on @p stream, at once. @return whether that succeeded; errno tells why
 /// not.

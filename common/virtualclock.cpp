@@ -54,11 +54,12 @@ void VirtualClock::advance(qint64 ms)
     m_now = std::max(m_now, until); // what was done on the way may have let more time pass
 }
 
-void VirtualClock::passClaims()
+void VirtualClock::passClaims(nanoseconds most)
 {
+    const nanoseconds until = m_now + most;
     do
         QCoreApplication::sendPostedEvents();
-    while (TimeClaim::any() && fireNext(nanoseconds::max()));
+    while (TimeClaim::any() && fireNext(until));
 }
 
 void VirtualClock::setPace(double pace)

@@ -29,8 +29,8 @@ public:
 
     /// Lets @p ms milliseconds pass: fires what falls due on the way, in order, each at its own moment.
     void advance(qint64 ms);
-    /// Lets time pass until nobody claims any more.
-    void passClaims();
+    /// Lets time pass until nobody claims any more, for so long as @p most.
+    void passClaims(std::chrono::nanoseconds most);
     /// Milliseconds since the start.
     qint64 now() const { return std::chrono::floor<std::chrono::milliseconds>(m_now).count(); }
     /// The time since the start.

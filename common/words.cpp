@@ -71,6 +71,14 @@ std::optional<std::chrono::milliseconds> timeOf(const QString& word)
     return std::chrono::milliseconds(std::lround(match.captured(1).toDouble() * unit));
 }
 
+QString wordOf(std::chrono::milliseconds time)
+{
+    constexpr std::chrono::milliseconds::rep MostDigits = 999999;
+    if (time.count() <= MostDigits)
+        return QString("%1ms").arg(time.count());
+    return QString("%1s").arg(std::chrono::duration<double>(time).count(), 0, 'f', 3);
+}
+
 std::optional<int> numberOf(const QString& word)
 {
     bool isNumber = false;

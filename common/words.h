@@ -27,6 +27,9 @@ std::optional<double> speedOf(const QString& word);
 /// The time that @p word tells, as in 500ms or 1.5s, with up to six digits before the point.
 std::optional<std::chrono::milliseconds> timeOf(const QString& word);
 
+/// The word that tells @p time, as timeOf() reads it.
+QString wordOf(std::chrono::milliseconds time);
+
 /// The whole number that @p word tells, decimal, or hexadecimal behind 0x.
 std::optional<int> numberOf(const QString& word);
 

@@ -27,23 +27,27 @@ QString driveCapture()
     return QCoreApplication::applicationDirPath() + "/drive.capture";
 }
 
-// Plays the scenario to its end, with a capture beside. Returns what both ends show.
-QStringList play(const QString& scenario)
+// Plays the scenario to its end.
+void play(Joined& joined, const QString& scenario)
 {
-    Joined joined;
     boxsim::Player player(joined.simulation, boxsim::Scenario::read(scenario));
-    joined.simulation.awaitStart = [&] { player.hold(); };
-    QObject::connect(&joined.box, &boxsim::Box::announced, &player, &boxsim::Player::resume);
     bool isOver = false;
     QObject::connect(&player, &boxsim::Player::finished, [&isOver] { isOver = true; });
-    if (!joined.bench().capture.open({driveCapture(), "every signal", true, hostSetup().carModelId}, now()))
-        qFatal("cannot write the capture");
     player.start();
     VirtualClock::instance().advance(0); // to the scenario's await
     RecordingHost::instance().service().start();
     while (!isOver)
         VirtualClock::instance().advance(100);
     VirtualClock::instance().advance(100); // for the last frame
+}
+
+// The same, with a capture beside. Returns what both ends show.
+QStringList play(const QString& scenario)
+{
+    Joined joined;
+    if (!joined.bench().capture.open({driveCapture(), "every signal", true, hostSetup().carModelId}, now()))
+        qFatal("cannot write the capture");
+    play(joined, scenario);
     return joined.lines;
 }
 
@@ -169,6 +173,8 @@ private slots:
     void scripts_data();
     void scripts();
     void boxIsLostAndReturns();
+    void faults_data();
+    void faults();
 };
 
 // The drive is the same from run to run and makes the plug-in emit every signal.
@@ -717,6 +723,51 @@ void BenchTest::boxIsLostAndReturns()
     QVERIFY(shows("notifyCanbusStatus status=0"));
     joined.tell("answering");
     QVERIFY(shows("doorChanged doorStatus=0, leftFrontDoorOpen=false"));
+}
+
+// The table of docs/boxsim.md, a row for each scenario of a fault, without its last column.
+void BenchTest::faults_data()
+{
+    QTest::addColumn<QStringList>("expected");
+    const QString text = contentOf(SOURCE_FOLDER "/docs/boxsim.md");
+    const QString table = text.section("| Scenario | Status |", 1).section("\n\n", 0, 0);
+    QStringList scenarios{"door", "drive"};
+    for (const QString& line : table.split('\n').mid(2)) {
+        const QStringList cells = line.split(" | ");
+        scenarios.append(cells[0].mid(2).remove('`'));
+        QTest::newRow(qPrintable(scenarios.constLast())) << QStringList(cells.mid(1, 5));
+    }
+    scenarios.sort();
+    const QStringList files = QDir(SOURCE_FOLDER "/boxsim/scenarios").entryList({"*.scn"});
+    QCOMPARE(scenarios, QStringList(files).replaceInStrings(".scn", ""));
+    for (const boxsim::FaultRow& row : boxsim::faultRows())
+        QVERIFY2(scenarios.contains(row.name), qPrintable(row.name));
+}
+
+// What the plug-in and the bench do under it.
+void BenchTest::faults()
+{
+    static const QRegularExpression status("^.* notifyCanbusStatus status=(\\d).*$");
+    QFETCH(QStringList, expected);
+    Joined joined;
+    const QStringList before = boxsim::parse("state").answer(joined.simulation).split('\n');
+    play(joined, QString(SOURCE_FOLDER "/boxsim/scenarios/%1.scn").arg(QTest::currentDataTag()));
+    const Traffic& in = joined.bench().link().fromBox();
+    const QString diagnosis = joined.bench().link().diagnosis();
+    QStringList statuses = joined.lines.filter(status);
+    const QStringList seen{
+        statuses.replaceInStrings(status, "\\1").join(", "),
+        QString("%1, %2, %3").arg(in.frames).arg(in.badFrames).arg(in.dropped),
+        QString::number(joined.bench().link().toBox().rejections),
+        QString::number(joined.lines.filter(") doorChanged").size()),
+        diagnosis.isEmpty() ? "nothing" : diagnosis,
+    };
+    const QRegularExpression form(QRegularExpression::wildcardToRegularExpression(expected.join(" | ")));
+    const bool isAsExpected =
+        form.match(seen.join(" | ")).hasMatch(); // clazy:exclude=use-static-qregularexpression
+    QVERIFY2(isAsExpected, qPrintable(seen.join(" | ")));
+    QCOMPARE(boxsim::parse("faults").answer(joined.simulation), QString("no fault is on"));
+    QCOMPARE(boxsim::parse("state").answer(joined.simulation).split('\n'), before);
 }
 
 VIRTUAL_TIME_TEST_MAIN(BenchTest)

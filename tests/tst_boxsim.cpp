@@ -10,6 +10,8 @@
 #include <QTemporaryFile>
 #include <QtTest>
 
+#include <algorithm>
+#include <cmath>
 #include <numeric>
 
 #include <unistd.h>
@@ -50,6 +52,8 @@ struct RecordedBox : Box
         });
         connect(this, &Box::unitReceived, this, [this](const auto&, const auto& text) { told.append(text); });
         connect(this, &Box::noted, this, [this](const auto& text) { told.append(text); });
+        connect(this, &Box::hit, this,
+                [this](const Hit& hit) { told.append(hit.fault + ": " + hit.meaning + ", " + hit.effect); });
         connect(this, &Box::asked, this, [this](const auto& text) {
             QCOMPARE(told.constLast(), text);
             told.last() += '!';
@@ -83,14 +87,8 @@ struct RecordedBox : Box
         return sent.join(' ');
     }
 
-    // What "state" shows.
-    QStringList state()
-    {
-        QString shown;
-        Simulation asked{*this, [&shown](const QString& text) { shown = text; }};
-        parse("state").run(asked);
-        return shown.split('\n');
-    }
+    QStringList answerTo(const QString& line) { return parse(line).answer(simulation).split('\n'); }
+    QStringList state() { return answerTo("state"); }
 
     Simulation simulation{*this};
 };
@@ -155,6 +153,121 @@ private slots:
         }
     }
 
+    // Each fault stands in "faults" as it was typed, is replaced by another of its kind, and can be ended by
+    // itself and with all.
+    void faultsAreListedAsTheyWereTyped()
+    {
+        const QStringList kinds{"loss 1%, loss 0.5%",
+                                "duplicate 100%",
+                                "corrupt 0%",
+                                "flip 100%, flip 0.0000002%",
+                                "delay 50ms..200ms, delay 7ms, delay 0ms..12345.678s",
+                                "baud 9600, baud 300",
+                                "no-ack on",
+                                "ack-delay 100ms",
+                                "flood",
+                                "stall 2000ms every 999999.999s",
+                                "mute climate"};
+        QCOMPARE(kinds.size(), faultRows().size());
+        RecordedBox box;
+        const QStringList none{"no fault is on"};
+        QCOMPARE(box.answerTo("faults"), none);
+        QStringList on;
+        for (const QString& kind : kinds) {
+            for (const QString& statement : kind.split(", ")) {
+                QVERIFY2(parse(statement).statement && parse(statement).statement->isFault,
+                         qPrintable(statement));
+                parse(statement).run(box.simulation);
+            }
+            on.append(kind.section(", ", -1));
+            QCOMPARE(box.answerTo("faults"), on);
+        }
+        parse("mute seats").run(box.simulation);
+        QCOMPARE(box.answerTo("faults"), on + QStringList("mute seats"));
+        for (const QString& statement : on) {
+            parse(statement.section(' ', 0, 0) + " off").run(box.simulation);
+            QVERIFY(!box.answerTo("faults").contains(statement));
+        }
+        QCOMPARE(box.answerTo("faults"), none);
+        const QStringList all = {"silent",  "reject",      "corrupt", "truncate 2",
+                                 "split 3", "noise 00 2E", "drop 4",  "loss 25%"};
+        for (const QString& statement : all)
+            parse(statement).run(box.simulation);
+        QCOMPARE(box.answerTo("faults"), all);
+        parse("faults off").run(box.simulation);
+        QCOMPARE(box.answerTo("faults"), none);
+    }
+
+    void chances_data()
+    {
+        QTest::addColumn<double>("expected"); // hits of 10000 frames of 6 bytes
+        QTest::newRow("loss 10%") << 1000.0;
+        QTest::newRow("duplicate 1/2") << 5000.0;
+        QTest::newRow("corrupt 0.5%") << 50.0;
+        QTest::newRow("flip 1/1000") << 10000 * (1 - std::pow(0.999, 48));
+        QTest::newRow("loss 0%") << 0.0;
+    }
+    // A fault hits as often as its chance tells, the same way with the same seed only.
+    void chances()
+    {
+        QFETCH(double, expected);
+        const auto run = [](int seed) {
+            RecordedBox box;
+            parse(QString("seed %1").arg(seed)).run(box.simulation);
+            parse(QTest::currentDataTag()).run(box.simulation);
+            for (int i = 0; i < 10000; ++i)
+                box.send(FrameType::SystemInfo);
+            return std::pair(box.sent, box.told);
+        };
+        const auto first = run(7);
+        QVERIFY2(std::abs(first.second.size() - expected) <= 5 * std::sqrt(expected),
+                 qPrintable(QString::number(first.second.size())));
+        QCOMPARE(run(7), first);
+        QCOMPARE(run(8) == first, expected == 0);
+    }
+
+    // Frames that are held back stay in their order, each within its time.
+    void delayKeepsTheOrder()
+    {
+        RecordedBox box;
+        QVector<qint64> late;
+        int number = 0;
+        connect(&box, &Box::chunkReady, &box, [&](const QByteArray& bytes) {
+            QCOMPARE(static_cast<quint8>(bytes[3]), static_cast<quint8>(number));
+            late.append(VirtualClock::instance().now() - qint64(30) * number++);
+        });
+        const qint64 begin = VirtualClock::instance().now();
+        parse("delay 50ms..200ms").run(box.simulation);
+        for (int i = 0; i < 200; ++i) {
+            parse(QString("key swc %1 press").arg(i)).run(box.simulation);
+            VirtualClock::instance().advance(30);
+        }
+        VirtualClock::instance().advance(200);
+        QCOMPARE(late.size(), 200);
+        const auto [least, most] = std::minmax_element(late.begin(), late.end());
+        QVERIFY(*least >= begin + 50 && *least < begin + 60);
+        QVERIFY(*most <= begin + 200 && *most > begin + 190);
+    }
+
+    // A flood takes up the line, with every frame; answers go between.
+    void floodFillsTheLine()
+    {
+        RecordedBox box;
+        int bytes = 0;
+        connect(&box, &Box::chunkReady, &box, [&](const QByteArray& chunk) { bytes += chunk.size(); });
+        parse("flood").run(box.simulation);
+        for (int second = 1; second <= 10; ++second) {
+            box.after("<90 32 FF");
+            QVERIFY2(std::abs(bytes - 3840 * second) < 50, qPrintable(QString::number(bytes)));
+        }
+        for (int type : frameTypes())
+            QVERIFY(!box.sent.filter(encode({type, *box.car.payload(type)}).toHex(' ').toUpper()).isEmpty());
+        parse("flood off").run(box.simulation);
+        const int before = bytes;
+        VirtualClock::instance().advance(1000);
+        QCOMPARE(bytes, before);
+    }
+
     void words_data() { addRows("words.txt"); }
     void words()
     {
@@ -169,7 +282,8 @@ private slots:
     void statementsComplete()
     {
         static const QRegularExpression number("^<([\\d.]+)\\.\\..*");
-        const QMap<QString, QString> samples{{"<time>", "1s"}, {"<text>", "x"}, {"<hex>...", "00"}};
+        const QMap<QString, QString> samples{{"<time>", "1s"},   {"<text>", "x"},    {"<hex>...", "00"},
+                                             {"<chance>", "1%"}, {"<times>", "1ms"}, {"<period>", "10s"}};
         for (const Statement& statement : statements()) {
             QStringList before;
             for (const QString& element : statement.syntax.split(' ')) {
@@ -191,12 +305,16 @@ private slots:
         const QString all =
             "climate fan 0, climate fan 0x07, trip a 6553.4, climate left 15, CAMERA 1, fuel unit 255, "
             "split 255, drop 65535, noise fF 00, key bt 0 hold 0s, DOOR fl Open, tyre rr 25.4 bar, tyre rr "
-            "254 psi, tyre rr 635 kPa| "
+            "254 psi, tyre rr 635 kPa, loss 0%, flip 1/999999999, corrupt 100%, duplicate 3/3, delay 0ms, "
+            "delay 1s..1s, baud 300, stall 0ms every 1ms, every 1ms send 0X1d, send Base-Info, await 0xE0, "
+            "seed 0| "
             "climate fan -1, climate fan 8, climate fan 1.0, climate fan 07x, trip a 6553.5, trip b low, "
             "tyre rr 255 psi, tyre rr 635.1 kPa, climate left 14.9, climate left 32.1, climate left nan, "
             "split 0, drop 65536, noise fF 0, "
             "climate profile 4, camera 2, noise, key bt 256 press, key bt 1 hold 1, door, tyre rr 25.5 "
-            "bar, version, send 0x31";
+            "bar, version, send 0x31, loss 100.1%, loss 2/1, loss 1/0, loss -1%, loss 1, delay 2s..1s, delay "
+            "1s..2s..3s, baud 299, stall 1s every 1s, stall 2s every 1s, stall 0ms every 0ms, every 0ms send "
+            "climate, await climate, mute request, no-ack, seed -1, faults on";
         for (const QString& line : all.section('|', 0, 0).split(", "))
             QVERIFY2(parse(line).statement, qPrintable(line));
         for (const QString& line : all.section("| ", 1).split(", "))
@@ -289,8 +407,6 @@ private slots:
         file.flush();
         RecordedBox box;
         Player player(box.simulation, Scenario::read(file.fileName()));
-        box.simulation.awaitStart = [&player] { player.hold(); };
-        connect(&box, &Box::announced, &player, &Player::resume);
         qint64 held = 0;
         connect(&player, &Player::finished, [&] { held = box.keysHeldFor().count(); });
         static const QRegularExpression answer("2E 30.*D9 ");
@@ -298,14 +414,36 @@ private slots:
         VirtualClock::instance().advance(5000);
         box.receiveFrame("\x81\x01");
         VirtualClock::instance().advance(100);
-        player.hold();
+        parse("await start").run(box.simulation);
         VirtualClock::instance().advance(5000);
-        player.resume();
+        emit box.announced();
         VirtualClock::instance().advance(5000);
         QCOMPARE(box.sent.join(' ').remove(answer), // the answer to the announcement
                  QString("2E 32 02 04 00 C7 +5000 FF +5300 2E 32 02 00 00 CB +100 2E 20 02 05 01 D7 +300 "
                          "2E 20 02 05 00 D8"));
         QCOMPARE(held, 300);
+    }
+
+    // A loop goes on at once where the link is up already, and waits where the head unit has taken leave.
+    void scenarioLoopsAndAwaits()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write("0 await link up\n0.1 camera 1\n0.2 await request\n0.25 camera 0\n0.3 loop\n");
+        file.flush();
+        RecordedBox box;
+        Player player(box.simulation, Scenario::read(file.fileName()));
+        player.start();
+        VirtualClock::instance().advance(5000);
+        const QString started = "FF 2E 30 0A 42 4F 58 53 49 4D 20 31 2E 30 44 2E 24 02 00 00 D9";
+        QCOMPARE(box.after("<81 01; 3000"), started);
+        const QString on = "2E 32 02 04 00 C7";
+        const QString off = "2E 32 02 00 00 CB";
+        QCOMPARE(box.after("<<FF; 150"), on);
+        QCOMPARE(box.after("<E2 01; 500; <90 99 FF; 50; raw 00; 130"),
+                 "FF +500 FF +50 " + off + " 00 +150 " + on);
+        QCOMPARE(box.after("<90 99 FF; 60; <81 00; 1000; <81 01; <<FF"),
+                 "FF +50 " + off + " +10 FF +1000 " + started + " +100 " + on);
     }
 
     void mistakesTellFileLineAndWhatWasExpected()
@@ -315,6 +453,12 @@ private slots:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("# comment\n1 quit\nx quit\n0.5 quit\n2 door fl ajar\n2 climate fan 8\n2 tyre fl 2.3\n"
                    "nan quit\n1.5 quit\n-1 quit\n86400 quit\n86401 quit\n");
+        QFile looped(folder.filePath("looped.scn"));
+        QVERIFY(looped.open(QIODevice::WriteOnly));
+        looped.write("0 loop\n");
+        looped.close();
+        QCOMPARE(Scenario::read(looped.fileName()).errors,
+                 QStringList(looped.fileName() + ":1: a scenario that loops takes time; write a later one"));
         file.close();
         const Scenario scenario = Scenario::read(file.fileName());
         const QStringList expected{":3: \"x\": expected a time in seconds, 0 to 86400, and a statement",

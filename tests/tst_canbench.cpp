@@ -285,6 +285,12 @@ void CanbenchTest::twoPrograms()
     };
     const auto shows = [&](const char* line) { return !m_bench.upTo(line).isEmpty(); };
     startBox();
+    Program other;
+    other.start(BOXSIM_FILE, {"--link", link});
+    QVERIFY(other.waitForFinished());
+    QCOMPARE(other.exitCode(), 4);
+    QVERIFY(other.readAllStandardError().contains(" (process " + QByteArray::number(box.processId()) +
+                                                  "); name another path or end that\n"));
     run({"--port", link}, {});
     QVERIFY(shows("notifyCanbusStatus status=3"));
     box.type("door front-left open");

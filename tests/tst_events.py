@@ -42,6 +42,29 @@ wait 10ms
 box raw 02
 wait 1s
 box camera 1
+box delay 1ms
+box duplicate 100%
+box ack-delay 1ms
+box flip 100%
+request vehicle
+box faults
+box faults off
+box stall 10ms every 1s
+request vehicle
+box loss 100%
+box camera 0
+box faults off
+box mute climate
+box send climate
+box no-ack on
+box drop 1
+box split 2
+box truncate 1
+request vehicle
+box silent
+box camera 0
+box faults off
+wait 1s
 send 2E8101017D
 wait 10ms
 expect rx 00 01 within 1ms
@@ -105,7 +128,7 @@ def play_inside(folder):
     answers = [event for event in events if "command" in event]
     commands = [(number, line) for number, line in enumerate(INSIDE.split("\n"), 1) if line and line[0] != "#"]
     equal([(a["line"], a["command"]) for a in answers], [(number, line.split()[0]) for number, line in commands])
-    equal([a["line"] for a in answers if "refused" in a], [26, 27, 28])
+    equal([a["line"] for a in answers if "refused" in a], [49, 50, 51])
     equal([a["failed"][:26] for a in answers if "failed" in a], ["expected rx 00 01 within 1"])
     equal(answers[1]["result"], 0)
     begins = {datetime.datetime.strptime(event["date"], "%Y-%m-%dT%H:%M:%S.%fZ")
@@ -130,7 +153,7 @@ def play_both(folder):
     link = str(pathlib.Path(folder, "canbox"))
     bench = canbench("--port", link, "--car-model", "153", "--wait")
     bench.until(device="absent")
-    box = Program(BOXSIM, "--json", "--trace", "--log", "--link", link)
+    box = Program(BOXSIM, "--json", "--trace", "--log", "--link", link, "--fault", "delay 1ms")
     equal(box.until(program="boxsim")["path"], link)
     bench.until(device="open")
     bench.until(signal="notifyCanbusStatus")

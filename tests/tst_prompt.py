@@ -57,7 +57,7 @@ def main():
         with open(history) as file:
             assert file.read().split("\n")[-3:] == ["wait 1ms", "fly", ""]
         with Terminal(folder, f"{command} --json --quiet", environment + " TERM=dumb") as terminal:
-            terminal.wait('"program":"canbench"')
+            terminal.wait('"signal":"canDrivingPositionChanged"')
             terminal.type("Up", "Up", "Enter")
             terminal.wait('"command":"wait"')
             assert "canbench: " not in terminal.screen()
