@@ -38,7 +38,7 @@ public:
     void call(const Operation& operation, const QStringList& arguments);
     /// Within the watchdog's time the parser is idle again: a good frame is acknowledged.
     void settle();
-    /// settle(), and the records have their sizes.
+    /// settle(), and the records have their sizes and the values that came last.
     void inspect();
 
     int good = 0; ///< frames acknowledged
@@ -53,6 +53,9 @@ private:
     QByteArray m_expected;           ///< answers
     std::optional<QByteArray> m_raw; ///< what the host sends as it is
     int m_depth = 0;
+    /// A frame that comes within a call is worked whole before the one that the call is about: which of two
+    /// values stays is then nobody's affair.
+    bool m_isLastKnown = true;
 };
 
 /// A type between the lowest and the highest that the box has, the ends included: @p number, taken modulo
