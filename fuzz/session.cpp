@@ -95,7 +95,7 @@ void Session::check(const QByteArray& written)
 void Session::receive(const QByteArray& chunk)
 {
     if (++m_depth > 1)
-        m_isLastKnown = false;
+        m_isLastKnown = m_isWatchKnown = false;
     if (host().isPortOpen)
         m_expected.append(m_reference.receive(chunk, VirtualClock::instance().now()));
     host().receive(chunk);
@@ -121,6 +121,11 @@ void Session::call(const Operation& operation, const QStringList& arguments)
 
 void Session::leave()
 {
+    if (m_depth == 1 && !std::exchange(m_isWatchKnown, true)) {
+        --m_depth;
+        receive({});
+        return;
+    }
     if (--m_depth > 0)
         return;
     require(m_answers == m_expected, "wrong answers", m_answers);

@@ -53,9 +53,12 @@ private:
     QByteArray m_expected;           ///< answers
     std::optional<QByteArray> m_raw; ///< what the host sends as it is
     int m_depth = 0;
-    /// A frame that comes within a call is worked whole before the one that the call is about: which of two
-    /// values stays is then nobody's affair.
+    /// A frame that comes within a log line before another is stored is worked first: which of two values
+    /// stays is then nobody's affair.
     bool m_isLastKnown = true;
+    /// Nor is whether a frame that is left half received within a call has the watchdog before the next
+    /// chunk.
+    bool m_isWatchKnown = true;
 };
 
 /// A type between the lowest and the highest that the box has, the ends included: @p number, taken modulo
