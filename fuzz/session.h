@@ -38,7 +38,7 @@ public:
     void call(const Operation& operation, const QStringList& arguments);
     /// Within the watchdog's time the parser is idle again: a good frame is acknowledged.
     void settle();
-    /// settle(), and the records have their sizes.
+    /// settle(), and the records have their sizes and the values that came last.
     void inspect();
 
     int good = 0; ///< frames acknowledged
@@ -53,6 +53,12 @@ private:
     QByteArray m_expected;           ///< answers
     std::optional<QByteArray> m_raw; ///< what the host sends as it is
     int m_depth = 0;
+    /// A frame that comes within a log line before another is stored is worked first: which of two values
+    /// stays is then nobody's affair.
+    bool m_isLastKnown = true;
+    /// Nor is whether a frame that is left half received within a call has the watchdog before the next
+    /// chunk.
+    bool m_isWatchKnown = true;
 };
 
 /// A type between the lowest and the highest that the box has, the ends included: @p number, taken modulo
