@@ -65,7 +65,7 @@ size_t firstKey(const std::wstring& typed)
 bool isKnown(const std::wstring& key)
 {
     const auto isIt = [&key](const Key& row) {
-        return key.compare(1, key.npos, row.key + 2) == 0;
+        return key.compare(1, std::wstring::npos, row.key + 2) == 0;
     }; // behind \e
     return key.size() <= 3 || std::any_of(std::begin(boundKeys), std::end(boundKeys), isIt);
 }
