@@ -642,7 +642,8 @@ QStringList candidates(const QStringList& before)
     if (command.read == expect)
         return expectable(words);
     Words candidates = words.isEmpty() && command.choices ? command.choices() : Words();
-    const Words arguments = argumentsOf(command).replaceInStrings(QRegularExpression("[][]"), {});
+    Words arguments = argumentsOf(command);
+    arguments.replaceInStrings(QRegularExpression("[][]"), {});
     for (int i = 0; i < arguments.size(); ++i) {
         if (arguments[i].startsWith("--") || (arguments[i].contains('|') && i == words.size()))
             candidates += arguments[i].split('|').filter(QRegularExpression("[a-z]")); // no placeholders

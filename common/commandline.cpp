@@ -17,10 +17,10 @@ namespace {
 // What a value can be in every program, by its name in the help.
 QStringList commonValues(const QString& valueName, const QString& word)
 {
-    if (valueName == "device" && word.isEmpty())
-        return QDir("/dev", "tty*", QDir::Name, QDir::System)
-            .entryList()
-            .replaceInStrings(QRegularExpression("^"), "/dev/");
+    if (valueName == "device" && word.isEmpty()) {
+        QStringList devices = QDir("/dev", "tty*", QDir::Name, QDir::System).entryList();
+        return devices.replaceInStrings(QRegularExpression("^"), "/dev/");
+    }
     if (valueName == "file" || valueName == "path" || valueName == "device")
         return {"<file>"};
     return valueName == "directory" ? QStringList("<directory>") : QStringList();

@@ -357,8 +357,8 @@ void BenchTest::ranges()
             continue;
         ++count;
         const auto mistakes = [&](int number, Ranges ranges) {
-            QStringList words = usage.filter(QRegularExpression("^[^[]"))
-                                    .replaceInStrings(QRegularExpression(".*[A-Z].*"), "1");
+            QStringList words = usage.filter(QRegularExpression("^[^[]"));
+            words.replaceInStrings(QRegularExpression(".*[A-Z].*"), "1");
             words[usage.indexOf(match.captured(1))] = QString::number(number);
             return mistakesIn({"file", words.join(' ').toUtf8(), {}}, {true, true, ranges});
         };
